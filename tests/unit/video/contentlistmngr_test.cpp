@@ -1,0 +1,365 @@
+#include "video/contentlistmngr.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "core/mediatype.h"
+#include "tests/support/tempdir.h"
+
+namespace tonara {
+namespace {
+
+namespace fs = std::filesystem;
+using test::CTempDir;
+
+bool AttendreCharge(const CContentListMngr& liste) {
+  const auto limite = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!liste.IsCharge()) {
+    if (std::chrono::steady_clock::now() > limite) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+void Charger(CContentListMngr& liste, const std::string& dossier, bool bSousRep, const std::vector<int>& types) {
+  liste.SetDossier(dossier, bSousRep, types);
+  ASSERT_TRUE(liste.Charger());
+  ASSERT_TRUE(AttendreCharge(liste));
+}
+
+std::vector<std::string> Fichiers(CContentListMngr& liste) {
+  std::vector<std::string> chemins;
+  std::string chemin;
+  for (int i = 0; liste.GetFichier(i, &chemin); ++i) chemins.push_back(chemin);
+  return chemins;
+}
+
+std::set<std::string> Noms(CContentListMngr& liste) {
+  std::set<std::string> noms;
+  for (const std::string& chemin : Fichiers(liste)) noms.insert(fs::path(chemin).filename().string());
+  return noms;
+}
+
+// The order of files told in the plainest words: counts, and a walk from the draw on.
+class CReference {
+ public:
+  void Add() { m_vLectures.push_back(0); }
+  void Vider() { *this = {}; }
+  [[nodiscard]] uint32_t Count() const { return static_cast<uint32_t>(m_vLectures.size()); }
+  uint32_t Random(uint32_t r) {
+    uint32_t i = r;
+    do {
+      if (m_vLectures[i] < m_nMax) break;
+      i = (i + 1) % Count();
+    } while (i != r);
+    m_iCourant = i;
+    Mark(i);
+    return i;
+  }
+  uint32_t Sequential() {
+    const uint32_t i = m_iCourant;
+    Mark(i);
+    if (++m_iCourant == Count()) m_iCourant = 0;
+    return i;
+  }
+
+ private:
+  void Mark(uint32_t i) { m_nMax = std::max(m_nMax, ++m_vLectures[i]); }
+  std::vector<uint32_t> m_vLectures;
+  uint32_t m_nMax = 0;
+  uint32_t m_iCourant = 0;
+};
+
+TEST(ContentList, DrawsLikeThePlainWalkWhileTheListGrowsAndIsEmptied) {
+  for (uint32_t graine = 1; graine <= 60; ++graine) {
+    std::mt19937 gen(graine);
+    CContentList liste;
+    CReference reference;
+    const uint32_t nTaille = 1 + gen() % 200;  // of one word of bits, of several, and across their edges
+    for (int op = 0; op < 3000; ++op) {
+      const uint32_t quoi = gen() % 1000;
+      if (quoi == 0) {
+        liste = {};
+        reference.Vider();
+      } else if (liste.Count() == 0 || (quoi < 100 && liste.Count() < nTaille)) {
+        liste.Add(std::to_string(liste.Count()));
+        reference.Add();
+      } else if (quoi < 120) {  // as a sequential user of the same list does
+        const uint32_t i = reference.Sequential();
+        liste.MarkPlayed(i);
+      } else {
+        const uint32_t r = gen() % liste.Count();
+        const uint32_t i = liste.NextUnplayed(r);
+        ASSERT_EQ(i, reference.Random(r)) << "seed " << graine << ", operation " << op;
+        liste.MarkPlayed(i);
+      }
+    }
+  }
+}
+
+TEST(ContentListMngr, DrawsLikeThePlainWalkInBothOrders) {
+  const CTempDir dir;
+  for (int i = 0; i < 150; ++i) dir.Write(std::to_string(i) + ".png", "");
+  CContentListMngr liste;
+  Charger(liste, dir.Dir(), false, {kMediaImage});
+  CReference reference;
+  std::mt19937 gen(7);
+  std::vector<std::string> fichiers;
+  for (uint32_t op = 0; op < 20000; ++op) {
+    if (gen() % 2000 == 0 || fichiers.empty()) {
+      std::string chemin;
+      liste.Vider();
+      reference.Vider();
+      EXPECT_FALSE(liste.GetSuivant(&chemin, true)) << "an emptied list only starts its scan";
+      ASSERT_TRUE(AttendreCharge(liste));
+      fichiers = Fichiers(liste);
+      ASSERT_EQ(fichiers.size(), 150U);
+      for (size_t i = 0; i < fichiers.size(); ++i) reference.Add();
+    }
+    const bool bAleatoire = gen() % 50 != 0;
+    SemerAleatoire(op);
+    const uint32_t attendu =
+        bAleatoire ? reference.Random(static_cast<uint32_t>(Aleatoire(149))) : reference.Sequential();
+    SemerAleatoire(op);
+    std::string chemin;
+    ASSERT_TRUE(liste.GetSuivant(&chemin, bAleatoire));
+    ASSERT_EQ(chemin, fichiers[attendu]) << "operation " << op;
+  }
+}
+
+TEST(ContentListMngr, SequentialOrderStartsAtTheSecondCallAndWraps) {
+  const CTempDir dir;
+  for (const char* nom : {"a.wav", "b.MP3", "c.mp2"}) dir.Write(nom, "");
+  CContentListMngr liste;
+  liste.SetDossier(dir.Dir(), false, std::vector<int>{kMediaAudio});
+  EXPECT_FALSE(liste.IsCharge());
+  std::string chemin = "intact";
+  EXPECT_FALSE(liste.GetSuivant(&chemin, false));
+  EXPECT_EQ(chemin, "intact");
+  ASSERT_TRUE(AttendreCharge(liste));
+  const std::vector<std::string> fichiers = Fichiers(liste);
+  ASSERT_EQ(fichiers.size(), 3U);
+  EXPECT_EQ(liste.GetNombre(), 3);
+  for (int tour = 0; tour < 2; ++tour) {
+    for (const std::string& attendu : fichiers) {
+      ASSERT_TRUE(liste.GetSuivant(&chemin, false));
+      EXPECT_EQ(chemin, attendu);
+    }
+  }
+  EXPECT_FALSE(liste.GetSuivant(nullptr, false));
+  EXPECT_FALSE(liste.GetFichier(3, &chemin));
+  EXPECT_FALSE(liste.GetFichier(-1, &chemin));
+  EXPECT_FALSE(liste.GetFichier(0, nullptr));
+
+  EXPECT_TRUE(liste.Vider());
+  EXPECT_TRUE(liste.IsCharge()) << "emptying leaves the state";
+  EXPECT_EQ(liste.GetNombre(), 0);
+  EXPECT_FALSE(liste.GetSuivant(&chemin, false));
+  ASSERT_TRUE(AttendreCharge(liste));
+  ASSERT_TRUE(liste.GetSuivant(&chemin, false));
+  EXPECT_EQ(chemin, fichiers[0]) << "from the first again";
+}
+
+TEST(ContentListMngr, EachRoundGivesEveryFileOnce) {
+  const CTempDir dir;
+  for (int i = 0; i < 70; ++i) dir.Write(std::to_string(i) + ".jpg", "");
+  CContentListMngr liste;
+  Charger(liste, dir.Dir(), false, {kMediaImage});
+  std::string premier;
+  ASSERT_TRUE(liste.GetSuivant(&premier, true));  // sets the highest count: a round of the others follows
+  std::set<std::string> vus{premier};
+  for (int tour = 0; tour < 4; ++tour) {
+    for (int i = tour == 0 ? 1 : 0; i < 70; ++i) {
+      std::string chemin;
+      ASSERT_TRUE(liste.GetSuivant(&chemin, true));
+      EXPECT_TRUE(vus.insert(chemin).second) << "twice in round " << tour;
+    }
+    EXPECT_EQ(vus.size(), 70U);
+    vus.clear();
+  }
+}
+
+TEST(ContentListMngr, KindsAndSubFolders) {
+  const CTempDir dir;
+  for (const char* nom : {"a.JPG", "b.wmv", "c.mp3", "d.txt", "sansextension", ".cache.png", "sub/e.png", "sub/f.Mp4",
+                          "sub/deep/g.bmp", ".hidden/h.png", "sub/..odd/i.png"}) {
+    dir.Write(nom, "");
+  }
+  fs::create_directories(dir / "dossier.png");  // a folder, whatever its name
+  const std::string latin1 = "\xe9t\xe9.png";   // a name is bytes
+  dir.Write(latin1, "");
+  struct Cas {
+    bool bSousRep;
+    std::vector<int> types;
+    std::set<std::string> attendu;
+  };
+  const Cas cas[] = {
+      {false, {3}, {"a.JPG", ".cache.png", latin1}},
+      {false, {3, 2}, {"a.JPG", "b.wmv", ".cache.png", latin1}},
+      {false, {3, 2, 1}, {"a.JPG", "b.wmv", "c.mp3", ".cache.png", latin1}},
+      {true, {3, 2}, {"a.JPG", "b.wmv", ".cache.png", latin1, "e.png", "f.Mp4", "g.bmp"}},
+      {true, {}, {}},
+      {true, {0}, {}},
+  };
+  for (const Cas& c : cas) {
+    CContentListMngr liste;
+    Charger(liste, dir.Dir(), c.bSousRep, c.types);
+    EXPECT_EQ(Noms(liste), c.attendu);
+    for (const std::string& chemin : Fichiers(liste)) {
+      EXPECT_TRUE(fs::exists(chemin)) << chemin;
+      EXPECT_EQ(chemin.find("//"), std::string::npos) << chemin;
+    }
+  }
+}
+
+TEST(ContentListMngr, PathsOfOlderMachinesAreFound) {
+  const CTempDir dir;
+  dir.Write("Musiques/Matin/a.mp3", "");
+  for (const std::string& nom : {dir.Dir() + "musiques\\MATIN", dir.Dir() + "Musiques\\Matin\\"}) {
+    CContentListMngr liste;
+    Charger(liste, nom, false, {kMediaAudio});
+    EXPECT_EQ(Fichiers(liste), std::vector<std::string>{dir / "Musiques/Matin/a.mp3"}) << nom;
+  }
+}
+
+TEST(ContentListMngr, LinksAreFollowedAndCyclesEnd) {
+  const CTempDir dir;
+  dir.Write("ici/a.png", "");
+  dir.Write("ailleurs/b.png", "");
+  dir.Write("ailleurs/c.png", "");
+  fs::create_directory_symlink("../ailleurs", dir / "ici/lien");
+  fs::create_directory_symlink("..", dir / "ici/boucle");
+  fs::create_directory_symlink(".", dir / "ailleurs/moi");
+  fs::create_symlink("../ailleurs/c.png", dir / "ici/d.png");
+  fs::create_symlink("nulle-part.png", dir / "ici/casse.png");
+  ASSERT_EQ(mkfifo((dir / "ici/tube.png").c_str(), 0600), 0);  // opening it would block for ever
+  CContentListMngr liste;
+  Charger(liste, dir / "ici", true, {kMediaImage});
+  std::vector<std::string> noms;
+  for (const std::string& chemin : Fichiers(liste)) noms.push_back(fs::path(chemin).filename().string());
+  std::sort(noms.begin(), noms.end());
+  EXPECT_EQ(noms, (std::vector<std::string>{"a.png", "b.png", "c.png", "d.png"}));
+}
+
+TEST(ContentListMngr, ADeepTreeEndsInsteadOfUsingUpTheStack) {
+  const CTempDir dir;
+  std::string chemin = dir.Dir();
+  for (int i = 0; i < 80; ++i) {
+    chemin += "d/";
+    fs::create_directory(chemin);
+    std::ofstream(chemin + "f.png") << "";
+  }
+  CContentListMngr liste;
+  Charger(liste, dir.Dir(), true, {kMediaImage});
+  EXPECT_EQ(liste.GetNombre(), 64);
+}
+
+TEST(ContentListMngr, AFolderThatComesBackIsFoundByTheNextRequests) {
+  const CTempDir dir;
+  CContentListMngr liste;
+  liste.SetDossier(dir / "plus tard", true, std::vector<int>{kMediaAudio});
+  std::string chemin;
+  for (int i = 0; i < 200; ++i) {  // one thread at a time, however often one asks
+    EXPECT_FALSE(liste.GetSuivant(&chemin, i % 2 == 0));
+    const auto taches = std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+    EXPECT_LE(taches, 16);
+  }
+  ASSERT_TRUE(AttendreCharge(liste));
+  dir.Write("plus tard/a.wav", "");
+  EXPECT_FALSE(liste.GetSuivant(&chemin, true));
+  ASSERT_TRUE(AttendreCharge(liste));
+  ASSERT_TRUE(liste.GetSuivant(&chemin, true));
+  EXPECT_EQ(chemin, dir / "plus tard/a.wav");
+
+  CContentListMngr vide;  // no folder at all
+  EXPECT_TRUE(vide.Charger());
+  ASSERT_TRUE(AttendreCharge(vide));
+  EXPECT_EQ(vide.GetNombre(), 0);
+}
+
+TEST(ContentListMngr, ManyThreadsUseAListThatIsScannedAndEmptied) {
+  const CTempDir dir;
+  constexpr int kFichiers = 3000;
+  for (int i = 0; i < kFichiers; ++i) dir.Write(std::to_string(i) + ".png", "");
+  CContentListMngr liste;
+  liste.SetDossier(dir.Dir(), true, std::vector<int>{kMediaImage});
+  std::atomic<int> nDonnes{0};
+  std::vector<std::thread> threads;
+  threads.reserve(3);
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&, t] {
+      std::string chemin;
+      for (int i = 0; i < 20000; ++i) {
+        if (liste.GetSuivant(&chemin, t != 0)) {
+          ++nDonnes;
+          EXPECT_EQ(chemin.compare(0, dir.Dir().size(), dir.Dir()), 0);
+        }
+        if (i % 4000 == 0) liste.Vider();
+        if (i % 1000 == 0) liste.Charger();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  ASSERT_TRUE(AttendreCharge(liste));
+  EXPECT_GT(nDonnes.load(), 0);
+  liste.Vider();
+  ASSERT_TRUE(liste.Charger());
+  ASSERT_TRUE(AttendreCharge(liste));
+  EXPECT_EQ(liste.GetNombre(), kFichiers);
+  liste.Charger();  // and the destructor meets a running scan
+}
+
+TEST(Aleatoire, StaysInRangeReachesBothEndsAndIsTheThreadsOwn) {
+  EXPECT_EQ(Aleatoire(0), 0);
+  EXPECT_EQ(Aleatoire(-5), 0);
+  SemerAleatoire(1);
+  for (const int nMax : {1, 2, 9, 150}) {
+    std::map<int, int> nTirages;
+    for (int i = 0; i < 20000; ++i) ++nTirages[Aleatoire(nMax)];
+    EXPECT_EQ(nTirages.begin()->first, 0);
+    EXPECT_EQ(nTirages.rbegin()->first, nMax);
+    EXPECT_EQ(nTirages.size(), static_cast<size_t>(nMax) + 1);
+    const double fAttendu = 20000.0 / (nMax + 1);
+    for (const auto& [n, nFois] : nTirages) EXPECT_NEAR(nFois, fAttendu, 6 * std::sqrt(fAttendu) + 2) << n;
+  }
+  for (const int nMax : {32767, 32768, 99999, 2147483647}) {
+    std::set<int> vus;
+    for (int i = 0; i < 20000; ++i) {
+      const int n = Aleatoire(nMax);
+      ASSERT_GE(n, 0);
+      ASSERT_LE(n, nMax);
+      vus.insert(n);
+    }
+    EXPECT_LT(*vus.begin(), nMax / 1000);
+    EXPECT_GT(*vus.rbegin(), nMax - nMax / 1000);
+  }
+  // Beyond 15 bits every start must be possible, the odd ones too.
+  bool bImpair = false;
+  for (int i = 0; i < 200; ++i) bImpair = bImpair || Aleatoire(65535) % 2 == 1;
+  EXPECT_TRUE(bImpair);
+
+  SemerAleatoire(42);
+  const int premier = Aleatoire(30000);
+  std::thread([] {
+    SemerAleatoire(99);
+    Aleatoire(10);
+  }).join();
+  const int second = Aleatoire(30000);
+  SemerAleatoire(42);
+  EXPECT_EQ(Aleatoire(30000), premier);
+  EXPECT_EQ(Aleatoire(30000), second) << "another thread's seed changed this one's draws";
+}
+
+}  // namespace
+}  // namespace tonara
