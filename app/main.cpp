@@ -1,0 +1,92 @@
+// Process entry.
+
+#include <QApplication>
+#include <QGuiApplication>
+#include <QLocale>
+#include <QScreen>
+#include <QSessionManager>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "app/application.h"
+#include "app/signals.h"
+#include "core/appcfg.h"
+#include "core/log.h"
+#include "platform/clock.h"
+#include "platform/paths.h"
+#include "platform/singleinstance.h"
+#include "platform/wavedevice.h"
+#include "ui/look.h"
+
+namespace {
+
+// The process's results.
+constexpr int kFinNormale = 1;
+constexpr int kFinPrematuree = 0;
+
+bool Defini(const char* szVariable) {
+  const char* szValeur = std::getenv(szVariable);
+  return szValeur != nullptr && *szValeur != '\0';
+}
+
+// Which display to take, unless the environment says it. Each list ends with the platform that needs
+// none: a shop without a screen, or whose display server isn't up, is to have its music all the same.
+void ChoisitAffichage() {
+  if (Defini("QT_QPA_PLATFORM")) return;
+  if (Defini("DISPLAY")) {
+    // Also under a Wayland session, through its X server: only there does a window know its place.
+    setenv("QT_QPA_PLATFORM", Defini("WAYLAND_DISPLAY") ? "xcb;wayland;offscreen" : "xcb;offscreen", 1);
+  } else {
+    setenv("QT_QPA_PLATFORM", Defini("WAYLAND_DISPLAY") ? "wayland;offscreen" : "offscreen", 1);
+  }
+}
+
+std::vector<tonara::MonitorSize> Ecrans() {
+  std::vector<tonara::MonitorSize> vEcrans;
+  for (const QScreen* pEcran : QGuiApplication::screens()) {
+    vEcrans.push_back({pEcran->geometry().width(), pEcran->geometry().height()});
+  }
+  return vEcrans;
+}
+
+void AvisDuSon(const char* szTexte) {
+  tonara::Trace(1, "%s\n", szTexte);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  const uint64_t llLancementMs = tonara::SystemClock().MonotonicMs();
+  const bool bAffichageImpose = Defini("QT_QPA_PLATFORM");
+  ChoisitAffichage();
+
+  // First of all, because reading the settings asks for the screens.
+  QApplication application(argc, argv);
+  QApplication::setQuitOnLastWindowClosed(false);
+  // The texts of the windows are French; numbers in files are not.
+  QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
+  std::setlocale(LC_NUMERIC, "C");
+  if (!bAffichageImpose && QGuiApplication::platformName() == QLatin1String("offscreen")) {
+    std::fputs("tonara : pas d'affichage, la fenêtre n'est pas montrée\n", stderr);
+  }
+
+  tonara::SetWaveNotice(AvisDuSon);
+  tonara::g_szAppDir = tonara::CurrentDirWithSlash();
+  tonara::CAppcfg::SetMonitorSource(Ecrans);
+  tonara::g_Appcfg.Load(tonara::g_szAppDir);
+  tonara::CSingleInstance instance;
+  if (!instance.Acquire("tonara_MUTEX")) return kFinPrematuree;
+
+  tonara::ApplyLook(application);
+  tonara::CApplication tonara;
+  tonara::CSignals signaux([&tonara] { tonara.Ferme(); });
+  // End of the desktop's session. It goes on without waiting for our event loop, so all is taken down here.
+  QObject::connect(
+      &application, &QGuiApplication::commitDataRequest, &tonara, [&tonara] { tonara.Ferme(); }, Qt::DirectConnection);
+  tonara.Start(llLancementMs);
+  QApplication::exec();
+  tonara.Stop();
+  return kFinNormale;
+}

@@ -1,0 +1,102 @@
+#include "ui/look.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPainter>
+#include <QPalette>
+#include <QPushButton>
+#include <QStyleFactory>
+#include <QSvgRenderer>
+#include <QWidget>
+
+// The drawings live in a static library, whose resources register themselves only when called. The
+// call must stand outside any namespace.
+static void ChargeDessins() {
+  Q_INIT_RESOURCE(ui);
+}
+
+namespace tonara {
+namespace {
+
+QPalette Palette() {
+  QPalette palette(kCouleurAfficheur, kCouleurFond);
+  for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText,
+                                         QPalette::BrightText, QPalette::ToolTipText, QPalette::Link}) {
+    palette.setColor(role, kCouleurTexte);
+  }
+  palette.setColor(QPalette::Base, kCouleurAfficheur);
+  palette.setColor(QPalette::AlternateBase, kCouleurAfficheur.lighter(108));
+  palette.setColor(QPalette::ToolTipBase, kCouleurAfficheur.lighter(125));
+  palette.setColor(QPalette::Highlight, kCouleurTexte);
+  palette.setColor(QPalette::HighlightedText, kCouleurAfficheur);
+  QColor pale = kCouleurTexte;
+  pale.setAlpha(130);
+  palette.setColor(QPalette::PlaceholderText, pale);
+  for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+    palette.setColor(QPalette::Disabled, role, pale);
+  }
+  return palette;
+}
+
+}  // namespace
+
+void ApplyLook(QApplication& app) {
+  ChargeDessins();
+  QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+  QApplication::setPalette(Palette());
+  // Two sizes are enough: a panel's and a window list's. Others are scaled from them by the desktop.
+  QIcon icone;
+  for (const int nCote : {24, 64}) icone.addPixmap(DessineIcone(QStringLiteral("tonara"), {nCote, nCote}, 1.0));
+  app.setWindowIcon(icone);
+}
+
+QFont FonteHorloge() {
+  QFont fonte(QStringLiteral("Times New Roman"));
+  fonte.setStyleHint(QFont::Serif);
+  // A cell of 35 pixels holds letters of 32: the rest is the room above and below them.
+  fonte.setPixelSize(32);
+  return fonte;
+}
+
+QPixmap DessineIcone(const QString& szNom, QSize taille, qreal fRatio) {
+  QSvgRenderer dessin(QStringLiteral(":/tonara/icons/%1.svg").arg(szNom));
+  if (!dessin.isValid()) return {};
+  dessin.setAspectRatioMode(Qt::KeepAspectRatio);
+  QPixmap image((QSizeF(taille) * fRatio).toSize());
+  image.fill(Qt::transparent);
+  QPainter peintre(&image);
+  peintre.setRenderHint(QPainter::Antialiasing);
+  dessin.render(&peintre);
+  peintre.end();
+  image.setDevicePixelRatio(fRatio);
+  return image;
+}
+
+void AddToolTip(QWidget* pControle, const QString& szTexte) {
+  pControle->setToolTip(szTexte);
+  pControle->window()->setAttribute(Qt::WA_AlwaysShowToolTips);
+}
+
+void RemoveToolTip(QWidget* pControle) {
+  pControle->setToolTip({});
+}
+
+QMessageBox* ShowBox(QWidget* pParent, const QString& szTexte, const QString& szTitre) {
+  QString szCorps = szTexte;
+  szCorps.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+  for (QMessageBox* pBoite : pParent->findChildren<QMessageBox*>(QString(), Qt::FindDirectChildrenOnly)) {
+    if (pBoite->isVisible() && pBoite->windowTitle() == szTitre) {
+      pBoite->setText(szCorps);
+      return pBoite;
+    }
+  }
+  auto* pBoite = new QMessageBox(QMessageBox::NoIcon, szTitre, szCorps, QMessageBox::Ok, pParent);
+  pBoite->setIconPixmap(DessineIcone(QStringLiteral("warning"), {40, 40}, pParent->devicePixelRatioF()));
+  pBoite->button(QMessageBox::Ok)->setIcon(QIcon());
+  pBoite->setTextFormat(Qt::PlainText);
+  pBoite->setAttribute(Qt::WA_DeleteOnClose);
+  pBoite->open();
+  return pBoite;
+}
+
+}  // namespace tonara

@@ -1,0 +1,49 @@
+// The look that all windows of the program share: colours, fonts, margins, icon drawings, tool tips
+// and message boxes. Main thread, after the QApplication.
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QIcon>
+#include <QPixmap>
+#include <QSize>
+#include <QString>
+
+class QApplication;
+class QMessageBox;
+class QWidget;
+
+namespace tonara {
+
+inline constexpr QColor kCouleurFond{255, 187, 17};       ///< windows and static controls
+inline constexpr QColor kCouleurAfficheur{255, 203, 76};  ///< status line, clock, fields
+inline constexpr QColor kCouleurTexte{33, 35, 58};
+
+inline constexpr int kMarge = 12;         ///< from a window's edge, logical pixels
+inline constexpr int kEspace = 8;         ///< between neighbours
+inline constexpr int kEspaceGroupe = 10;  ///< between groups
+
+/// The product's web site.
+inline constexpr char kSiteWeb[] = "https://www.tonara.example/";
+
+/// Style, palette and window icon of every window. Once, at the start. The style is drawn without
+/// style sheets: these cost a polish of every widget and a repaint of more than has changed.
+void ApplyLook(QApplication& app);
+
+/// The clock's font: "Times New Roman", or what the system gives for it, 35 logical pixels high.
+QFont FonteHorloge();
+
+/// One of our drawings (ui/icons, without extension) as a pixmap of that size in logical pixels, sharp
+/// at that device pixel ratio. Null for an unknown name.
+QPixmap DessineIcone(const QString& szNom, QSize taille, qreal fRatio);
+
+/// Tool tip of a control, shown also while its window is inactive.
+void AddToolTip(QWidget* pControle, const QString& szTexte);
+void RemoveToolTip(QWidget* pControle);
+
+/// Shows a message box over the parent and returns at once: timers and messages go on, and the end of
+/// the program need not wait for an operator. While a box of that caption is open over the parent, it
+/// takes the new text instead of a second one coming up. The box deletes itself when closed.
+QMessageBox* ShowBox(QWidget* pParent, const QString& szTexte, const QString& szTitre);
+
+}  // namespace tonara
