@@ -40,7 +40,7 @@ class CSortie {
 class CWaveOut : public CSortie {
  public:
   CWaveOut() = default;
-  ~CWaveOut() override { Close(); }
+  ~CWaveOut() override { CWaveOut::Close(); }
   CWaveOut(const CWaveOut&) = delete;
   CWaveOut& operator=(const CWaveOut&) = delete;
 
@@ -59,10 +59,11 @@ class CWaveOut : public CSortie {
   /// Stops and gives all blocks back; no Write from here to the next Open.
   bool Reset();
   [[nodiscard]] bool IsOpen() const { return m_bOuvert.load(std::memory_order_acquire); }
-  /// Position played, ms since the device opened. False if closed.
+  /// Position played, ms since the device opened, modulo 2^32; nullable. False if closed.
   bool GetPosition(uint32_t* pdwMs);
   /// The same in frames, past any wrap of the device's counter.
   bool GetPositionEch(uint64_t* pllEch);
+  /// Volume of both sides, as a gain of at most 0 dB.
   bool SetVolume(float fDb);
 
   /// For the mixer, which holds its own lock meanwhile.
@@ -71,22 +72,26 @@ class CWaveOut : public CSortie {
   [[nodiscard]] bool IsLibre(int iBloc);
   [[nodiscard]] uint8_t* Data(int iBloc);
   [[nodiscard]] int NbEnQueue();
-  /// Frames written and not yet reaped.
-  [[nodiscard]] uint64_t EchEnQueue();
+  /// Frames written since the device opened: the position at which the next block written is heard.
+  [[nodiscard]] uint64_t EchEcrites();
 
  private:
-  void TraceErreur(const char* szOperation) REQUIRES(m_Lock);
-  bool PositionLocked(uint64_t* pllEch) REQUIRES(m_Lock);
+  void TraceErreur(const char* szOperation, const std::string& szTexte) REQUIRES(m_Lock);
+  bool AlloueLocked(uint32_t dwNbBuffers) REQUIRES(m_Lock);
+  void LibereLocked() REQUIRES(m_Lock);
+  bool LitPositionLocked(uint32_t* pdwEch) REQUIRES(m_Lock);
   static void Fini(WaveHeader* pHeader);
 
   CLock m_Lock;
   std::atomic<bool> m_bOuvert{false};
   bool m_bActif GUARDED_BY(m_Lock) = false;
-  CAutoEvent* m_hEvent = nullptr;
+  CAutoEvent* m_hEvent = nullptr;  ///< also read by the device's thread, so only set while none is open
   int m_iQueue GUARDED_BY(m_Lock) = 0;
-  uint16_t m_wTours GUARDED_BY(m_Lock) = 0;
+  uint32_t m_dwTours GUARDED_BY(m_Lock) = 0;  ///< wraps of the device's counter so far
   uint32_t m_dwDernierePos GUARDED_BY(m_Lock) = 0;
-  uint64_t m_llTour GUARDED_BY(m_Lock) = 0;  ///< frames in one wrap of the device's counter
+  uint64_t m_llTour GUARDED_BY(m_Lock) = 0;    ///< frames in one wrap
+  uint32_t m_dwTourMs GUARDED_BY(m_Lock) = 0;  ///< ms in one wrap
+  uint64_t m_llEcrites GUARDED_BY(m_Lock) = 0;
   std::unique_ptr<CWaveOutDevice> m_hWaveOut GUARDED_BY(m_Lock);
   uint32_t m_iDevice GUARDED_BY(m_Lock) = 0;
   PCMWAVEFORMAT m_Format GUARDED_BY(m_Lock);
