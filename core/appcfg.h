@@ -94,8 +94,8 @@ class CAppcfg {
   int PgmVideoCourant = 1;
 
   /// Reads szDir + "tonara.ini", repairs devices and positions, writes the file back. An unreadable
-  /// or empty file gives the defaults and is kept beside as "tonara.ini.bad". Always true. Before any other thread runs. The monitors
-  /// come from SetMonitorSource.
+  /// or empty file gives the defaults and is kept beside as "tonara.ini.bad". Always true. Before any other thread
+  /// runs. The monitors come from SetMonitorSource.
   bool Load(const std::string& szDir);
   /// Writes every key but ActiverTraces; other keys, comments and order in the file stay. A failure is
   /// traced once per cause. Main thread; blocks on the disk.

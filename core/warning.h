@@ -2,8 +2,8 @@
 // text that makes the warning button of the main window appear.
 #pragma once
 
+#include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "platform/lock.h"
@@ -12,7 +12,7 @@ namespace tonara {
 
 /// What a warning needs of the window: set by ui/, so that this class stays free of Qt.
 struct WarningUi {
-  std::function<void(bool bShown)> fnShowButton;                                       ///< show and enable, or hide and disable
+  std::function<void(bool bShown)> fnShowButton;  ///< show and enable, or hide and disable
   std::function<void(const std::string& szText, const std::string& szCaption)> fnBox;  ///< modal message box
 };
 
@@ -32,6 +32,7 @@ class CWarning {
  private:
   CLock m_cs;
   std::string m_szTexte GUARDED_BY(m_cs);
+  uint32_t m_dwSerie GUARDED_BY(m_cs) = 0;  ///< tells a new text from the one being shown
   WarningUi m_ui;
 };
 

@@ -12,6 +12,7 @@ class CSystemClock final : public CClock {
   CCivilTime LocalTime() const override {
     timespec ts{};
     clock_gettime(CLOCK_REALTIME, &ts);
+    tzset();  // takes up a change of the machine's time zone, which localtime_r alone never looks at
     tm local{};
     localtime_r(&ts.tv_sec, &local);
     CCivilTime t;
@@ -25,7 +26,12 @@ class CSystemClock final : public CClock {
     t.wMilliseconds = static_cast<uint16_t>(ts.tv_nsec / 1000000);
     return t;
   }
-  int64_t CalendarSeconds() const override { return static_cast<int64_t>(std::time(nullptr)); }
+  int64_t CalendarSeconds() const override {
+    // Not time(): that runs up to a timer tick behind, so around a full second it would contradict LocalTime.
+    timespec ts{};
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return static_cast<int64_t>(ts.tv_sec);
+  }
   uint64_t MonotonicMs() const override {
     timespec ts{};
     clock_gettime(CLOCK_MONOTONIC, &ts);

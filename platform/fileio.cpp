@@ -32,6 +32,7 @@ class CFd {
   CFd(const CFd&) = delete;
   CFd& operator=(const CFd&) = delete;
   [[nodiscard]] int Get() const { return m_fd; }
+  int Release() { return std::exchange(m_fd, -1); }
   [[nodiscard]] bool IsOpen() const { return m_fd >= 0; }
 
  private:
@@ -178,6 +179,43 @@ bool WriteFileAtomic(const std::string& szPath, std::string_view bytes, std::str
   // Some file systems can't sync a folder; the file is in place whatever comes of it.
   const CFd folder(open(FolderOf(szTarget).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.IsOpen()) fsync(folder.Get());
+  return true;
+}
+
+bool CAppendFile::Open(const std::string& szPath) {
+  Close();
+  // Not blocking: a FIFO nobody reads would hold the caller up for ever.
+  CFd fd(open(szPath.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode));
+  struct stat st {};
+  if (!fd.IsOpen() || fstat(fd.Get(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+  char cLast = '\n';
+  m_bTorn = st.st_size > 0 && pread(fd.Get(), &cLast, 1, st.st_size - 1) == 1 && cLast != '\n';
+  m_fd = fd.Release();
+  return true;
+}
+
+void CAppendFile::Close() {
+  if (m_fd >= 0) close(m_fd);
+  m_fd = -1;
+}
+
+bool CAppendFile::IsDeleted() const {
+  struct stat st {};
+  return m_fd >= 0 && fstat(m_fd, &st) == 0 && st.st_nlink == 0;
+}
+
+bool CAppendFile::Append(std::string_view text) {
+  if (m_fd < 0) return false;
+  struct stat st {};
+  if (fstat(m_fd, &st) != 0) return false;
+  const std::string ended = m_bTorn ? "\n" + std::string(text) : std::string();
+  if (m_bTorn) text = ended;
+  if (!WriteAll(m_fd, text)) {
+    // Half a line would be glued to the next one.
+    if (ftruncate(m_fd, st.st_size) != 0) m_bTorn = true;
+    return false;
+  }
+  m_bTorn = false;
   return true;
 }
 

@@ -17,8 +17,9 @@ namespace {
 constexpr size_t kMaxFile = size_t{4} << 20;
 constexpr std::string_view kBom = "\xEF\xBB\xBF";
 
+// A carriage return counts: on a last line without a line feed it would else belong to the value.
 bool IsBlank(char c) {
-  return c == ' ' || c == '\t';
+  return c == ' ' || c == '\t' || c == '\r';
 }
 
 std::string_view Trim(std::string_view text) {
@@ -60,8 +61,9 @@ std::string ValueOf(std::string_view line) {
   return out;
 }
 
-bool SameName(std::string_view a, std::string_view b) {
-  return EqualNoCase(a, b) || EqualNoCase(ToUtf8(a), b);
+/// Whether a name as it stands in the file is that name in UTF-8.
+bool SameName(std::string_view inFile, std::string_view name) {
+  return EqualNoCase(inFile, name) || (!IsUtf8(inFile) && EqualNoCase(ToUtf8(inFile), name));
 }
 
 /// The name would come back the same from a line of its own.
