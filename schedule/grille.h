@@ -35,9 +35,12 @@ class CGrille {
  public:
   virtual ~CGrille() = default;
 
-  /// Loads szDir + "Regles.ini"; a missing file gives the demonstration rules, saved at once.
+  /// Loads szDir + "Regles.ini"; a missing file gives the demonstration rules, saved at once. A file
+  /// that is there and can't be read gives no rules, a trace line, and stays as it is; the next Save
+  /// keeps it beside as "Regles.ini.bad". Blocks on the disk.
   void Load(const std::string& szDir);
-  /// Rewrites the file whole: "General" and the rules, nothing else. False, traced, on failure.
+  /// Rewrites the file whole: "General" and the rules, nothing else. False on failure, traced once per
+  /// cause; the rules in memory and the old file stay. Blocks on the disk.
   bool Save();
   /// A snapshot of the rules. Any thread.
   [[nodiscard]] std::vector<Rule> Copie();
@@ -49,6 +52,9 @@ class CGrille {
   std::string m_szPath;
   std::vector<int> m_vJoursFeries;  ///< read, used by nothing
   int m_nVersion = 100;
+  bool m_bCrLf = false;           ///< line ends of the file as it was loaded
+  std::string m_szCauseEcriture;  ///< of the last failed Save
+  bool m_bIllisible = false;      ///< the file was there at loading and could not be read
   std::vector<Rule> m_vRules GUARDED_BY(m_cs);
 };
 

@@ -34,8 +34,27 @@ class CEcran {
   [[nodiscard]] virtual bool HasDirect3D() = 0;
 };
 
-/// Null while video is off; every user tests for that, once per operation.
+/// Null while video is off; every user tests for that, once per operation. Main thread: the pointer
+/// lives until the main thread itself calls SetEcran. Other threads use CEcranPris.
 CEcran* GetEcran();
+/// Returns only when no CEcranPris holds the old screen any more, so that it may be destroyed then.
+/// Main thread, without any lock that an operation of the screen takes.
 void SetEcran(CEcran* pEcran);
+
+/// The present screen for a scope, safe from its destruction meanwhile. Not nested in one thread; keep
+/// the scope to a few calls. Any thread.
+class CEcranPris {
+ public:
+  CEcranPris();
+  ~CEcranPris();
+  CEcranPris(const CEcranPris&) = delete;
+  CEcranPris& operator=(const CEcranPris&) = delete;
+
+  [[nodiscard]] explicit operator bool() const { return m_pEcran != nullptr; }
+  CEcran* operator->() const { return m_pEcran; }
+
+ private:
+  CEcran* m_pEcran;
+};
 
 }  // namespace tonara
