@@ -4,6 +4,10 @@ add_library(tonara_options INTERFACE)
 target_include_directories(tonara_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(tonara_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wundef)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # g++ 12 warns of std::string's own operator+ and insert in optimised builds.
+  target_compile_options(tonara_options INTERFACE -Wno-restrict)
+endif()
 if(TONARA_WERROR)
   target_compile_options(tonara_options INTERFACE -Werror)
 endif()
