@@ -7,11 +7,11 @@
 
 namespace tonara {
 
-class CClock;
-
 /// One watched folder. Built on inotify; an overflow of the kernel's queue counts as a change; a
-/// folder that is absent, deleted or made again is armed as soon as it exists, which counts as a
-/// change; a slow look at names, sizes and times covers network shares that send no events.
+/// folder that is absent, deleted or made again is armed as soon as it exists (within a second), which
+/// counts as a change; a slow look at names, sizes and times covers network shares that send no events,
+/// and folders beyond the kernel's limit of watches. All objects share one thread, which sleeps while
+/// nothing happens. Open and Close from one thread at a time.
 class CFolderWatch {
  public:
   CFolderWatch();
@@ -25,6 +25,14 @@ class CFolderWatch {
   [[nodiscard]] bool IsOpen() const;
   /// True once after each change or group of changes. Never blocks. Any thread.
   bool TakeChanged();
+
+  /// How the watching is done from the next Open on; for tests and for trying out a network share.
+  struct Tuning {
+    uint32_t dwSlowLookMs = 45000;  ///< period of the slow look
+    bool bKernelEvents = true;      ///< false: the slow look alone
+    uint32_t dwMaxFolders = 20000;  ///< watches of one tree; what lies beyond is left to the slow look
+  };
+  static void SetTuning(const Tuning& tuning);
 
  private:
   class CImpl;
