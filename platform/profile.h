@@ -55,8 +55,8 @@ class CProfile {
 
  private:
   struct Line {
-    std::string szText;  ///< as in the file, without its end
-    std::string szEol;   ///< "\n", "\r\n", or empty on a last line without one
+    std::string szText;      ///< as in the file, without its end
+    std::string_view szEol;  ///< literal "\n", "\r\n", or empty on a last line without one
   };
   /// The header line and all up to the next header. Section 0 is what stands before the first header.
   struct Section {
@@ -70,7 +70,7 @@ class CProfile {
 
   std::vector<Section> m_vSections{1};
   std::unordered_map<std::string, size_t> m_mapFirst;  ///< lowered name -> first section of that name
-  std::string m_szEol = "\n";                          ///< of lines that are added
+  std::string_view m_szEol = "\n";                     ///< of lines that are added
   bool m_bBom = false;
   bool m_bLegacy = false;  ///< there are lines that aren't UTF-8
 };
