@@ -1,0 +1,318 @@
+#include "audio/waverecorder.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "audio/media.h"
+#include "audio/ramaudio.h"
+#include "tests/support/fakewave.h"
+#include "tests/support/tempdir.h"
+
+namespace tonara::test {
+namespace {
+
+constexpr uint32_t kBloc = 35280;  // 200 ms at 44100 Hz, stereo, 16 bits
+
+std::vector<int16_t> Bloc(int16_t nValeur) {
+  return std::vector<int16_t>(kBloc / 2, nValeur);
+}
+
+uint32_t Lit32(const std::string& octets, size_t n) {
+  uint32_t dw = 0;
+  std::memcpy(&dw, octets.data() + n, 4);
+  return dw;
+}
+
+uint32_t Rempli(CRAMAudio& ram) {
+  CGuard guard(ram.m_Lock);
+  return ram.m_pFifo->GetCount();
+}
+
+// True if the file is a RIFF/WAVE file whose sizes are right for its length.
+testing::AssertionResult EnteteJuste(const std::string& octets, uint32_t dwDonnees) {
+  if (octets.size() != 44 + size_t{dwDonnees}) return testing::AssertionFailure() << "longueur " << octets.size();
+  if (octets.substr(0, 4) != "RIFF" || octets.substr(8, 8) != "WAVEfmt " || octets.substr(36, 4) != "data") {
+    return testing::AssertionFailure() << "structure";
+  }
+  if (Lit32(octets, 4) != octets.size() - 8) return testing::AssertionFailure() << "RIFF " << Lit32(octets, 4);
+  if (Lit32(octets, 40) != dwDonnees) return testing::AssertionFailure() << "data " << Lit32(octets, 40);
+  if (Lit32(octets, 24) != 44100 || Lit32(octets, 28) != 176400) return testing::AssertionFailure() << "format";
+  return testing::AssertionSuccess();
+}
+
+class WaveRecorder : public testing::Test {
+ protected:
+  WaveRecorder() {
+    rec.SetSansThread();
+    rec.SetRecordBox(
+        [this](const std::string& szTexte, const std::string& szTitre) { boites.push_back(szTitre + "|" + szTexte); });
+  }
+  bool Ouvre(const std::string& szFichier) { return rec.Init(&szFichier, 0) && rec.Prepare() && rec.Demarre(true); }
+  bool Enregistre(const std::vector<int16_t>& bloc) {
+    return wave.Record(bloc.data(), static_cast<uint32_t>(bloc.size() * 2)) && rec.Tick();
+  }
+
+  CTempDir dir;
+  CFakeWave wave;
+  std::vector<std::string> boites;
+  CWaveRecorder rec{44100, 2, 16};
+};
+
+TEST_F(WaveRecorder, HeaderIsTrueAfterEveryBlock) {
+  ASSERT_TRUE(Ouvre(dir / "x.wav"));
+  for (uint32_t n = 1; n <= 5; ++n) {
+    ASSERT_TRUE(Enregistre(Bloc(static_cast<int16_t>(n))));
+    EXPECT_TRUE(EnteteJuste(dir.Read("x.wav"), n * kBloc)) << n;
+  }
+  uint32_t dwMs = 0;
+  EXPECT_TRUE(rec.GetDureeFichier(&dwMs));
+  EXPECT_EQ(dwMs, 1000U);
+  EXPECT_TRUE(rec.GetPosition(&dwMs));
+  EXPECT_EQ(dwMs, 1000U);
+  rec.Arrete();
+  rec.Ferme();
+  EXPECT_TRUE(EnteteJuste(dir.Read("x.wav"), 5 * kBloc));
+  EXPECT_EQ(dir.Read("x.wav")[44 + 4 * kBloc], 5);
+  EXPECT_FALSE(rec.GetDureeFichier(&dwMs));
+  EXPECT_EQ(dwMs, 0U);
+  EXPECT_FALSE(rec.GetPosition(&dwMs));
+  struct stat st {};
+  const mode_t masque = umask(0);
+  umask(masque);
+  ASSERT_EQ(stat((dir / "x.wav").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777U, 0644U & ~masque);
+}
+
+TEST_F(WaveRecorder, ShorterRecordingOverAnOldOneLeavesNoStaleSound) {
+  dir.Write("x.wav", std::string(500000, 'v'));
+  ASSERT_TRUE(Ouvre(dir / "x.wav"));
+  ASSERT_TRUE(Enregistre(Bloc(1)));
+  EXPECT_TRUE(EnteteJuste(dir.Read("x.wav"), kBloc));
+}
+
+TEST_F(WaveRecorder, FileThatCannotBeMadeIsRefused) {
+  dir.Write("dossier/f", "");
+  for (const char* szNom : {"absent/x.wav", "dossier"}) {
+    EXPECT_FALSE(Ouvre(dir / szNom)) << szNom;
+    EXPECT_FALSE(wave.IsInOpen());
+  }
+  EXPECT_FALSE(Ouvre("/dev/null"));
+}
+
+TEST_F(WaveRecorder, SplitsAfterTheBlockThatReachesTheLimit) {
+  rec.SetLimiteFichier(kBloc + 1);
+  ASSERT_TRUE(Ouvre(dir / "jour.x/x.wav") == false);  // no such folder
+  dir.Write("jour.x/f", "");
+  ASSERT_TRUE(Ouvre(dir / "jour.x/x.wav"));
+  for (int n = 0; n < 5; ++n) ASSERT_TRUE(Enregistre(Bloc(7)));
+  std::string szNom;
+  EXPECT_TRUE(rec.GetNomFichier(&szNom));
+  EXPECT_EQ(szNom, dir / "jour.x/x_02.wav");
+  uint32_t dwMs = 0;
+  EXPECT_TRUE(rec.GetDureeFichier(&dwMs));
+  EXPECT_EQ(dwMs, 200U);
+  EXPECT_TRUE(rec.GetPosition(&dwMs));
+  EXPECT_EQ(dwMs, 1000U);
+  rec.Ferme();
+  EXPECT_TRUE(EnteteJuste(dir.Read("jour.x/x.wav"), 2 * kBloc));
+  EXPECT_TRUE(EnteteJuste(dir.Read("jour.x/x_01.wav"), 2 * kBloc));
+  EXPECT_TRUE(EnteteJuste(dir.Read("jour.x/x_02.wav"), kBloc));
+}
+
+TEST_F(WaveRecorder, FileThatNeverGotSoundIsDeleted) {
+  ASSERT_TRUE(Ouvre(dir / "x.wav"));
+  EXPECT_TRUE(dir.Exists("x.wav"));
+  rec.Arrete();
+  rec.Ferme();
+  EXPECT_FALSE(dir.Exists("x.wav"));
+  // The same right behind a split.
+  rec.SetLimiteFichier(kBloc);
+  ASSERT_TRUE(Ouvre(dir / "y.wav"));
+  ASSERT_TRUE(Enregistre(Bloc(1)));
+  EXPECT_TRUE(dir.Exists("y_01.wav"));
+  rec.Ferme();
+  EXPECT_TRUE(dir.Exists("y.wav"));
+  EXPECT_FALSE(dir.Exists("y_01.wav"));
+}
+
+// A limit on the size of files stands for the full disk: the write comes back short, then fails.
+TEST_F(WaveRecorder, FullDiskStopsTheRecordingAndKeepsWhatWasWhole) {
+  rlimit ancienne{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &ancienne), 0);
+  const auto pAncien = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_TRUE(Ouvre(dir / "x.wav"));
+  ASSERT_TRUE(Enregistre(Bloc(1)));
+  rlimit limite = ancienne;
+  limite.rlim_cur = 44 + 2 * kBloc + 1000;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limite), 0);
+  Enregistre(Bloc(2));
+  EXPECT_TRUE(boites.empty());
+  Enregistre(Bloc(3));
+  const bool bEncore = wave.Record("abcd", 4);
+  setrlimit(RLIMIT_FSIZE, &ancienne);
+  std::signal(SIGXFSZ, pAncien);
+
+  ASSERT_EQ(boites.size(), 1U);
+  EXPECT_EQ(boites[0], "Record|Erreur écriture\nLe disque est peut-etre plein\nEnregistrement arreté");
+  EXPECT_FALSE(bEncore) << "the device still takes sound";
+  EXPECT_FALSE(rec.IsEnregistre());
+  EXPECT_TRUE(EnteteJuste(dir.Read("x.wav"), 2 * kBloc));
+  EXPECT_TRUE(rec.Tick());
+  EXPECT_EQ(boites.size(), 1U);
+  rec.Ferme();
+  EXPECT_TRUE(EnteteJuste(dir.Read("x.wav"), 2 * kBloc));
+  // And the object can record again.
+  ASSERT_TRUE(Ouvre(dir / "z.wav"));
+  ASSERT_TRUE(Enregistre(Bloc(4)));
+  EXPECT_TRUE(EnteteJuste(dir.Read("z.wav"), kBloc));
+}
+
+TEST_F(WaveRecorder, RingTakesWholeBlocksAndRefusesWhatDoesNotFit) {
+  CRAMAudio ram(2, 44100, 16, 45328);
+  const std::string szRam = MakeRamPath(&ram);
+  ASSERT_TRUE(rec.Init(&szRam, 0));
+  ASSERT_TRUE(rec.Prepare());
+  ASSERT_TRUE(Enregistre(Bloc(1)));
+  EXPECT_EQ(Rempli(ram), 0U) << "before Demarre nothing is handed on";
+  ASSERT_TRUE(rec.Demarre(false));
+  ASSERT_TRUE(Enregistre(Bloc(2)));
+  ASSERT_TRUE(Enregistre(Bloc(3)));
+  ASSERT_TRUE(Enregistre(Bloc(4)));
+  EXPECT_EQ(Rempli(ram), kBloc);
+  EXPECT_EQ(rec.NbRefus(), 2U);
+  std::vector<uint8_t> lus(kBloc);
+  {
+    CGuard guard(ram.m_Lock);
+    EXPECT_EQ(ram.m_pFifo->Lit(lus.data(), kBloc - 10048), kBloc - 10048);
+  }
+  EXPECT_EQ(lus[0], 2) << "the oldest stays";
+  ASSERT_TRUE(Enregistre(Bloc(5)));
+  EXPECT_EQ(Rempli(ram), 45328U);
+  EXPECT_EQ(rec.NbRefus(), 0U);
+  EXPECT_EQ(rec.NbBlocs(), 5U);
+  std::string szNom;
+  EXPECT_TRUE(rec.GetNomFichier(&szNom));
+  EXPECT_EQ(szNom, "RAM");
+  rec.Ferme();
+}
+
+TEST_F(WaveRecorder, LevelsOfEachChannelAndTheirHighest) {
+  float niveaux[2] = {1.0F, 1.0F};
+  float max[2] = {1.0F, 1.0F};
+  ASSERT_TRUE(rec.Init(nullptr, 0));
+  ASSERT_TRUE(rec.Prepare());
+  rec.GetNiveaux(niveaux, max);
+  EXPECT_EQ(niveaux[0], -110.0F);
+  EXPECT_EQ(max[1], -110.0F);
+  std::vector<int16_t> bloc(kBloc / 2, 0);
+  bloc[10] = 16384;   // left, half scale
+  bloc[17] = -32768;  // right, the only value at 0 dB
+  ASSERT_TRUE(Enregistre(bloc));
+  rec.GetNiveaux(niveaux, max);
+  EXPECT_NEAR(niveaux[0], -6.9315, 1e-3);  // 10 ln 0.5
+  EXPECT_EQ(niveaux[1], 0.0F);
+  ASSERT_TRUE(Enregistre(Bloc(32767)));
+  rec.GetNiveaux(niveaux, max);
+  EXPECT_LT(niveaux[1], 0.0F);
+  EXPECT_EQ(max[1], 0.0F);
+  rec.ResetMax();
+  ASSERT_TRUE(Enregistre(Bloc(0)));
+  rec.GetNiveaux(niveaux, max);
+  EXPECT_EQ(niveaux[0], -110.0F);
+  EXPECT_EQ(max[1], -110.0F);
+  ASSERT_TRUE(Enregistre(Bloc(32767)));
+  rec.Ferme();
+  rec.GetNiveaux(niveaux, nullptr);
+  EXPECT_EQ(niveaux[0], -110.0F);
+}
+
+TEST_F(WaveRecorder, DeviceThatFellSilentForWantOfBlocksIsCountedOnce) {
+  ASSERT_TRUE(Ouvre(dir / "x.wav"));
+  int nBlocs = 0;
+  int nQueue = 0;
+  int nUnderruns = 0;
+  const std::vector<int16_t> bloc = Bloc(1);
+  for (int n = 0; n < 20; ++n) ASSERT_TRUE(wave.Record(bloc.data(), kBloc));
+  EXPECT_FALSE(wave.Record(bloc.data(), kBloc)) << "all 20 are out";
+  ASSERT_TRUE(rec.Tick());
+  rec.GetEtat(&nBlocs, &nQueue, &nUnderruns);
+  EXPECT_EQ(nBlocs, 20);
+  EXPECT_EQ(nQueue, 20);
+  EXPECT_EQ(nUnderruns, 1);
+  ASSERT_TRUE(Enregistre(bloc));
+  rec.GetEtat(nullptr, nullptr, &nUnderruns);
+  EXPECT_EQ(nUnderruns, 1);
+  EXPECT_TRUE(EnteteJuste(dir.Read("x.wav"), 21 * kBloc));
+}
+
+TEST_F(WaveRecorder, BlocksThatTheDeviceRefusesAreOfferedAgain) {
+  ASSERT_TRUE(Ouvre(dir / "x.wav"));
+  wave.FailWrites(true);
+  const std::vector<int16_t> bloc = Bloc(1);
+  for (int n = 0; n < 20; ++n) ASSERT_TRUE(wave.Record(bloc.data(), kBloc));
+  ASSERT_TRUE(rec.Tick());
+  EXPECT_FALSE(wave.Record(bloc.data(), kBloc));
+  wave.FailWrites(false);
+  ASSERT_TRUE(rec.Tick());
+  ASSERT_TRUE(Enregistre(Bloc(2)));
+  EXPECT_TRUE(EnteteJuste(dir.Read("x.wav"), 21 * kBloc));
+}
+
+TEST_F(WaveRecorder, DeviceThatRefusesShowsItsBoxAndLeavesNothing) {
+  wave.RefuseAll(true);
+  EXPECT_FALSE(Ouvre(dir / "x.wav"));
+  ASSERT_EQ(boites.size(), 1U);
+  EXPECT_EQ(boites[0].substr(0, 7), "Record|");
+  EXPECT_GT(boites[0].size(), 7U);
+  EXPECT_FALSE(dir.Exists("x.wav"));
+  wave.RefuseAll(false);
+  // No search result must not become some other input.
+  EXPECT_FALSE(rec.Init(nullptr, kWaveMapper));
+  EXPECT_FALSE(wave.IsInOpen());
+  wave.RefuseExtensible(true);
+  EXPECT_TRUE(Ouvre(dir / "x.wav"));
+}
+
+// With its thread: closing while blocks arrive and somebody reads the levels neither blocks nor races.
+TEST(WaveRecorderThread, ClosesWhileBlocksArrive) {
+  CTempDir dir;
+  CFakeWave wave;
+  const std::vector<int16_t> bloc = Bloc(1000);
+  std::atomic<bool> bFin{false};
+  std::thread pilote([&] {
+    while (!bFin.load()) {
+      wave.Record(bloc.data(), kBloc);
+      std::this_thread::yield();
+    }
+  });
+  for (int tour = 0; tour < 20; ++tour) {
+    CWaveRecorder rec(44100, 2, 16);
+    const std::string szFichier = dir / "t.wav";
+    ASSERT_TRUE(rec.Init(&szFichier, 0));
+    ASSERT_TRUE(rec.Prepare());
+    ASSERT_TRUE(rec.Demarre(false));
+    uint32_t dwMs = 0;
+    while (rec.GetDureeFichier(&dwMs) && dwMs < 1000) {
+      float niveaux[2];
+      rec.GetNiveaux(niveaux, nullptr);
+      std::this_thread::yield();
+    }
+    rec.Ferme();
+    const auto nOctets = static_cast<uint32_t>(std::filesystem::file_size(szFichier));
+    EXPECT_TRUE(EnteteJuste(dir.Read("t.wav"), nOctets - 44));
+    EXPECT_GE(nOctets, 44 + 5 * kBloc);
+  }
+  bFin.store(true);
+  pilote.join();
+}
+
+}  // namespace
+}  // namespace tonara::test
