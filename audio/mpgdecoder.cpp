@@ -21,6 +21,10 @@ constexpr int kFrequences[9] = {44100, 48000, 32000, 22050, 24000, 16000, 11025,
 
 constexpr int kTailleEntete = 4;
 
+// The portable decoder, so that a file gives the same samples on every machine. The fastest one for the
+// processor saves a fifth of an effort that is a thousandth of a core.
+constexpr const char* kDecodeur = "generic";
+
 uint32_t Entete(const uint8_t* p) {
   return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 8 |
          p[3];
@@ -155,7 +159,8 @@ bool CMPGDecoder::Synchronise() {
 /// PCM at once, and nothing in the stream (gapless figures, volume tags, info frames) changes them.
 bool CMPGDecoder::OuvreMpg() {
   int iErreur = MPG123_OK;
-  m_pMpg.reset(mpg123_new(nullptr, &iErreur));
+  m_pMpg.reset(mpg123_new(kDecodeur, &iErreur));
+  if (!m_pMpg) m_pMpg.reset(mpg123_new(nullptr, &iErreur));  // a library built without it
   if (!m_pMpg) return false;
   constexpr long kDrapeaux = MPG123_QUIET | MPG123_NO_READAHEAD | MPG123_IGNORE_INFOFRAME | MPG123_SKIP_ID3V2 |
                              MPG123_IGNORE_STREAMLENGTH | MPG123_NO_PEEK_END;

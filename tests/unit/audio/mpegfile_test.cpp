@@ -1,0 +1,318 @@
+#include "audio/mpegfile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/mediafiles.h"
+#include "tests/support/tempdir.h"
+#include "tests/unit/audio/mpegreference.h"
+
+namespace tonara {
+namespace {
+
+using test::CTempDir;
+using test::EncodeLame;
+using test::EncodeMp2;
+using test::MakeNoise;
+using test::ReferencePcm;
+using test::SplitFrames;
+
+constexpr uint32_t kBloc = 8820;
+
+std::string ReadAll(CMedia& media, uint32_t dwBloc = kBloc) {
+  std::string pcm;
+  std::vector<uint8_t> bloc(dwBloc);
+  for (;;) {
+    uint32_t dwGiven = 0;
+    const bool bGood = media.Read(bloc.data(), dwBloc, &dwGiven);
+    EXPECT_EQ(bGood, dwGiven > 0);
+    if (dwGiven == 0) return pcm;
+    pcm.append(reinterpret_cast<const char*>(bloc.data()), dwGiven);
+    // A short block comes only at the end.
+    if (dwGiven < dwBloc) {
+      EXPECT_FALSE(media.Read(bloc.data(), dwBloc, &dwGiven));
+      return pcm;
+    }
+  }
+}
+
+std::string Noise(uint32_t dwMs = 700) {
+  return MakeNoise(44100, 2, 16, dwMs);
+}
+std::string Clip() {
+  return EncodeLame("-b 128 -m j -t", 44100, Noise());
+}
+
+/// A Layer II stream at low rate turned into "2.5" by its version bit; half the bit rate keeps the
+/// frame's length.
+std::string Layer2At25() {
+  std::string out;
+  for (std::string frame : SplitFrames(EncodeMp2("-b:a 64k -ar 22050", 44100, Noise()))) {
+    frame[1] = static_cast<char>(frame[1] & 0xEF);
+    frame[2] = static_cast<char>((frame[2] & 0x0F) | 0x40);  // 32 kbit/s
+    out += frame;
+  }
+  return out;
+}
+
+TEST(MpegFile, DecodesWhatTheWorldEncodesSampleForSample) {
+  struct Cas {
+    const char* szName;
+    std::string stream;
+    uint32_t dwFreq;
+    size_t nOctetsParFrame;
+    bool bMono;
+  };
+  const std::vector<Cas> table = {
+      {"MPEG-1 III CBR joint", Clip(), 44100, 4608, false},
+      {"MPEG-1 III CBR 320 stereo", EncodeLame("-b 320 -m s", 44100, Noise()), 44100, 4608, false},
+      {"MPEG-1 III VBR, Xing and LAME header", EncodeLame("-V 2", 44100, Noise()), 44100, 4608, false},
+      {"MPEG-1 III ABR 48 kHz", EncodeLame("--abr 150 --resample 48", 44100, Noise()), 48000, 4608, false},
+      {"MPEG-1 III with CRC", EncodeLame("-b 160 -p", 44100, Noise()), 44100, 4608, false},
+      {"MPEG-1 III mono", EncodeLame("-b 64 -m m", 44100, Noise()), 44100, 4608, true},
+      {"MPEG-1 III 32 kHz dual", EncodeLame("-b 128 -m d --resample 32", 44100, Noise()), 32000, 4608, false},
+      {"MPEG-2 III", EncodeLame("-b 64 --resample 22.05", 44100, Noise()), 22050, 2304, false},
+      {"MPEG-2 III VBR mono", EncodeLame("-V 4 -m m --resample 24", 44100, Noise()), 24000, 2304, true},
+      {"MPEG-2.5 III", EncodeLame("-b 32 --resample 11.025", 44100, Noise()), 11025, 2304, false},
+      {"MPEG-2.5 III 8 kHz mono", EncodeLame("-b 16 -m m --resample 8", 44100, Noise()), 8000, 2304, true},
+      {"MPEG-1 II", EncodeMp2("-b:a 192k", 44100, Noise()), 44100, 4608, false},
+      {"MPEG-1 II 384", EncodeMp2("-b:a 384k", 44100, Noise()), 44100, 4608, false},
+      {"MPEG-1 II mono 48 kHz", EncodeMp2("-b:a 96k -ac 1 -ar 48000", 44100, Noise()), 48000, 4608, true},
+      {"MPEG-2 II", EncodeMp2("-b:a 64k -ar 22050", 44100, Noise()), 22050, 4608, false},
+      {"MPEG-2.5 II", Layer2At25(), 11025, 4608, false},
+      {"MPEG-1 I", test::MakeLayer1(0xFFFFC004, 40), 44100, 1536, false},
+      {"MPEG-1 I padded, with CRC, 48 kHz", test::MakeLayer1(0xFFFEE604, 40), 48000, 1536, false},
+      {"MPEG-1 I mono", test::MakeLayer1(0xFFFF80C4, 40), 44100, 1536, true},
+      {"MPEG-2 I", test::MakeLayer1(0xFFF7B004, 40), 22050, 1536, false},
+      {"MPEG-2.5 I", test::MakeLayer1(0xFFE75804, 40), 8000, 1536, false},
+  };
+  const CTempDir dir;
+  for (const Cas& cas : table) {
+    ASSERT_FALSE(cas.stream.empty()) << cas.szName << ": the encoders lame and ffmpeg must be there";
+    const std::string expected = ReferencePcm(cas.stream);
+    ASSERT_EQ(expected.size(), SplitFrames(cas.stream).size() * cas.nOctetsParFrame) << cas.szName;
+    ASSERT_NE(expected, std::string(expected.size(), '\0')) << cas.szName;
+    const std::string path = dir.Write("a.mp3", cas.stream);
+    CMpegFile media;
+    PCMWAVEFORMAT format;
+    ASSERT_TRUE(media.Open(path, 0, 0, &format)) << cas.szName;
+    EXPECT_EQ(format, MakePcmFormat(cas.dwFreq, 2, 16)) << cas.szName;
+    const std::string pcm = ReadAll(media);
+    EXPECT_TRUE(pcm == expected) << cas.szName;
+    if (cas.bMono) {
+      for (size_t i = 0; i + 4 <= pcm.size(); i += 4) ASSERT_EQ(pcm.substr(i, 2), pcm.substr(i + 2, 2)) << cas.szName;
+    }
+    PCMWAVEFORMAT read;
+    EXPECT_TRUE(media.ReadFormat(path, &read));
+    EXPECT_EQ(read, format) << cas.szName;
+  }
+}
+
+TEST(MpegFile, InfoFrameIsAFrameOfSilenceAndNothingElseChanges) {
+  const CTempDir dir;
+  const std::string stream = EncodeLame("-V 2", 44100, Noise());
+  ASSERT_NE(stream.substr(0, 200).find("Xing"), std::string::npos);
+  CMpegFile media;
+  ASSERT_TRUE(media.Open(dir.Write("a.mp3", stream), 0, 0, nullptr));
+  EXPECT_TRUE(ReadAll(media) == std::string(4608, '\0') + ReferencePcm(stream, false));
+}
+
+TEST(MpegFile, TagsAndJunkAroundTheSoundAreNotHeard) {
+  const CTempDir dir;
+  const std::string clip = Clip();
+  const std::vector<std::string> frames = SplitFrames(clip);
+  std::string sansPremiere;
+  for (size_t i = 1; i < frames.size(); ++i) sansPremiere += frames[i];
+  // A first frame found by searching is the witness of the second.
+  const std::string tail = ReferencePcm(sansPremiere);
+  const std::string whole = ReferencePcm(clip);
+  std::string footer = test::MakeId3v2(100);
+  footer[3] = 4;
+  footer[5] = 0x10;
+  footer += "3DI" + footer.substr(3, 7);
+  std::string wrong = test::MakeId3v2(1000);
+  wrong[6] = 0x7F;  // claims more than the file holds
+  struct Cas {
+    const char* szName;
+    std::string file;
+    const std::string& expected;
+  };
+  for (const Cas& cas :
+       {Cas{"ID3v2 with a picture of 2 MB", test::MakeId3v2(2 << 20) + clip, tail},
+        Cas{"ID3v2 with a footer", footer + clip, tail},
+        Cas{"two ID3v2", test::MakeId3v2(300) + test::MakeId3v2(5000) + clip, tail},
+        Cas{"ID3v2 of a wrong size", wrong + clip, tail},
+        Cas{"ID3v2, then zeros", test::MakeId3v2(300) + std::string(1000, '\0') + clip, tail},
+        Cas{"4 KB of text", std::string(4096, 't') + clip, tail}, Cas{"ID3v1", clip + test::MakeId3v1(), whole},
+        Cas{"APE and ID3v1", clip + test::MakeApeTag(3000) + test::MakeId3v1(), whole},
+        Cas{"everything", test::MakeId3v2(2 << 20) + clip + test::MakeApeTag() + test::MakeId3v1(), tail}}) {
+    CMpegFile media;
+    PCMWAVEFORMAT format;
+    ASSERT_TRUE(media.Open(dir.Write("a.mp3", cas.file), 0, 0, &format));
+    uint32_t dwMs = 0;
+    EXPECT_TRUE(media.GetDuree(&dwMs, &format)) << cas.szName;
+    EXPECT_EQ(dwMs, 1000U) << cas.szName;  // 0.7 s of sound, however big its tags
+    EXPECT_TRUE(ReadAll(media) == cas.expected) << cas.szName;
+  }
+}
+
+TEST(MpegFile, DurationFollowsTheMeanFrameSize) {
+  const CTempDir dir;
+  struct Cas {
+    std::string stream;
+    uint32_t dwMs, dwMsDouble;  // at its own rate, at twice the rate
+  };
+  for (const Cas& cas : {Cas{EncodeLame("-b 128 -t", 44100, Noise(6300)), 6000, 3000},
+                         Cas{EncodeLame("-b 128 -t", 44100, Noise(6700)), 7000, 3000},
+                         Cas{EncodeLame("-b 64 --resample 22.05 -t", 44100, Noise(6700)), 7000, 3000},
+                         Cas{EncodeMp2("-b:a 192k", 44100, Noise(6000)), 6000, 3000},
+                         Cas{test::MakeLayer1(0xFFFFC004, 800), 7000, 3000}}) {
+    CMpegFile media;
+    PCMWAVEFORMAT format;
+    uint32_t dwMs = 1;
+    EXPECT_FALSE(media.GetDuree(&dwMs, nullptr));
+    ASSERT_TRUE(media.Open(dir.Write("a.mp3", cas.stream), 0, 0, &format));
+    EXPECT_TRUE(media.GetDuree(&dwMs, &format));
+    EXPECT_EQ(dwMs, cas.dwMs);
+    EXPECT_TRUE(media.GetDuree(&dwMs, nullptr));
+    EXPECT_EQ(dwMs, cas.dwMs);
+    PCMWAVEFORMAT bus = format;
+    bus.nSamplesPerSec *= 2;
+    EXPECT_TRUE(media.GetDuree(&dwMs, &bus));
+    EXPECT_EQ(dwMs, cas.dwMsDouble);
+    bus.nSamplesPerSec = 0;
+    EXPECT_FALSE(media.GetDuree(&dwMs, &bus));
+  }
+}
+
+TEST(MpegFile, EstimateOfAVariableRateMovesAndIsRightAtTheEnd) {
+  const CTempDir dir;
+  // Loud noise first: large frames, so the estimate begins too short.
+  const std::string pcm = Noise(3000) + std::string(44100 * 4 * 9, '\0');
+  const std::string junk(300000, 'j');
+  for (const std::string& suffix : {std::string(), junk}) {
+    CMpegFile media;
+    ASSERT_TRUE(media.Open(dir.Write("a.mp3", EncodeLame("-V 2 -t", 44100, pcm) + suffix), 0, 0, nullptr));
+    std::vector<uint8_t> block(44100 * 4);
+    uint32_t dwGiven = 0;
+    ASSERT_TRUE(media.Read(block.data(), static_cast<uint32_t>(block.size()), &dwGiven));
+    uint32_t dwEarly = 0;
+    uint32_t dwEnd = 0;
+    EXPECT_TRUE(media.GetDuree(&dwEarly, nullptr));
+    ReadAll(media);
+    EXPECT_TRUE(media.GetDuree(&dwEnd, nullptr));
+    EXPECT_NE(dwEarly, 12000U);
+    EXPECT_EQ(dwEnd, 12000U);
+  }
+}
+
+TEST(MpegFile, BlocksOfAnySizeLoseNothing) {
+  const CTempDir dir;
+  const std::string clip = EncodeLame("-b 64 -t", 44100, Noise(3000));
+  const std::string expected = ReferencePcm(clip);
+  const std::string path = dir.Write("a.mp3", clip);
+  for (const uint32_t dwBloc : {4U, 400U, 4608U, 29996U, 30004U, 60000U, 60004U, 176400U, 700000U}) {
+    CMpegFile media;
+    ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
+    EXPECT_TRUE(ReadAll(media, dwBloc) == expected) << dwBloc;
+  }
+  // Growing in the middle keeps what the ring holds.
+  CMpegFile media;
+  ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
+  std::vector<uint8_t> block(200000);
+  std::string pcm;
+  for (uint32_t dwBloc = 4000; dwBloc < block.size(); dwBloc += 7000) {
+    uint32_t dwGiven = 0;
+    media.Read(block.data(), dwBloc, &dwGiven);
+    pcm.append(reinterpret_cast<const char*>(block.data()), dwGiven);
+    if (dwGiven < dwBloc) break;
+  }
+  EXPECT_TRUE(pcm == expected.substr(0, pcm.size()));
+  EXPECT_EQ(pcm.size(), expected.size());
+}
+
+TEST(MpegFile, LoopOpensAgainAndCountsOn) {
+  const CTempDir dir;
+  const std::string clip = Clip();
+  const std::string path = dir.Write("a.mp3", clip);
+  const size_t nFrames = SplitFrames(clip).size();
+  CMpegFile media;
+  for (size_t turn = 1; turn <= 3; ++turn) {
+    ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
+    EXPECT_EQ(ReadAll(media).size(), nFrames * 4608);
+    EXPECT_EQ(media.Decoder().m_iFrames, static_cast<int64_t>(nFrames * turn));
+    EXPECT_EQ(media.Decoder().m_iLus, static_cast<int64_t>(clip.size() * turn));
+    uint32_t dwMs = 0;
+    EXPECT_TRUE(media.GetDuree(&dwMs, nullptr));
+    EXPECT_EQ(dwMs, 1000U);
+    media.Close();
+    EXPECT_FALSE(media.GetDuree(&dwMs, nullptr));
+  }
+}
+
+TEST(MpegFile, FileWithoutFramesOpensAndEndsAtOnce) {
+  const CTempDir dir;
+  std::string libre = Clip();
+  for (size_t i = 0; i + 2 < libre.size(); ++i) {
+    if (libre[i] == '\xFF' && libre[i + 1] == '\xFB') libre[i + 2] = static_cast<char>(libre[i + 2] & 0x0F);
+  }
+  dir.Write("texte.mp3", "Bonjour, ceci n'est pas un son.");
+  dir.Write("vide.mp3", "");
+  dir.Write("libre.mp3", libre);
+  dir.Write("son.ogg", test::MakeWav({}, MakeNoise(44100, 2, 16, 200)));
+  std::filesystem::resize_file(dir.Write("trous.mp3", "x"), 4000000000U);
+  for (const char* szName : {"texte.mp3", "vide.mp3", "libre.mp3", "son.ogg", "trous.mp3"}) {
+    CMpegFile media;
+    PCMWAVEFORMAT format;
+    EXPECT_TRUE(media.Open(dir / szName, 0, 0, &format)) << szName;
+    EXPECT_EQ(format, MakePcmFormat(44100, 2, 16)) << szName;
+    EXPECT_LE(media.Decoder().m_iLus, 17 << 20) << szName;
+    std::vector<uint8_t> block(kBloc);
+    uint32_t dwGiven = 1;
+    EXPECT_FALSE(media.Read(block.data(), kBloc, &dwGiven)) << szName;
+    EXPECT_EQ(dwGiven, 0U) << szName;
+    EXPECT_FALSE(media.GetFormat(&format)) << szName;
+    EXPECT_FALSE(media.GetDuree(&dwGiven, nullptr)) << szName;
+    EXPECT_TRUE(media.Close());
+  }
+}
+
+TEST(MpegFile, ThingsThatAreNoFilesFailAtOnce) {
+  const CTempDir dir;
+  ASSERT_EQ(mkfifo((dir / "fifo.mp3").c_str(), 0600), 0);
+  std::filesystem::create_directory(dir / "dossier.mp3");
+  std::filesystem::create_symlink("/dev/zero", dir / "zero.mp3");
+  for (const std::string& path : {dir / "fifo.mp3", dir / "dossier.mp3", dir / "zero.mp3", dir / "absent.mp3",
+                                  std::string(), std::string("http://127.0.0.1/x"), std::string("https://x/")}) {
+    CMpegFile media;
+    PCMWAVEFORMAT format;
+    EXPECT_FALSE(media.Open(path, 0, 0, &format)) << path;
+    EXPECT_FALSE(media.ReadFormat(path, &format)) << path;
+    EXPECT_TRUE(media.Close());
+  }
+}
+
+TEST(MpegFile, FileCutWhilePlayingEndsCleanly) {
+  const CTempDir dir;
+  const std::string clip = EncodeLame("-b 128 -t", 44100, Noise(4000));
+  const std::string path = dir.Write("a.mp3", clip);
+  CMpegFile media;
+  ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
+  std::vector<uint8_t> block(kBloc);
+  uint32_t dwGiven = 0;
+  ASSERT_TRUE(media.Read(block.data(), kBloc, &dwGiven));
+  std::filesystem::resize_file(path, clip.size() / 2);
+  testing::internal::CaptureStdout();
+  const std::string rest = ReadAll(media);
+  testing::internal::GetCapturedStdout();
+  const std::string expected = ReferencePcm(clip);
+  EXPECT_TRUE(rest == expected.substr(kBloc, rest.size()));
+  EXPECT_LT(rest.size(), expected.size() * 6 / 10);
+}
+
+}  // namespace
+}  // namespace tonara

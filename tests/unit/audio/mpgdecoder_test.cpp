@@ -1,0 +1,258 @@
+#include "audio/mpgdecoder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/support/mediafiles.h"
+#include "tests/unit/audio/mpegreference.h"
+
+namespace tonara {
+namespace {
+
+using test::EncodeLame;
+using test::EncodeMp2;
+using test::MakeNoise;
+using test::ReferencePcm;
+using test::SplitFrames;
+
+/// A stream in memory, given in pieces of at most nPiece bytes.
+struct CStream {
+  std::string bytes;
+  int nPiece = 1 << 30;
+  size_t nPos = 0;
+
+  static int Lit(uint8_t* pDest, int iWanted, void* pUser) {
+    auto& self = *static_cast<CStream*>(pUser);
+    const size_t n =
+        std::min({static_cast<size_t>(iWanted), static_cast<size_t>(self.nPiece), self.bytes.size() - self.nPos});
+    std::memcpy(pDest, self.bytes.data() + self.nPos, n);
+    self.nPos += n;
+    return static_cast<int>(n);
+  }
+};
+
+std::string DecodeAll(CMPGDecoder& decoder, CStream& stream) {
+  std::string pcm;
+  uint8_t frame[kMaxPcmFrame];
+  for (;;) {
+    const int iOctets = decoder.DecodeFrame(frame, &stream);
+    EXPECT_EQ(iOctets, decoder.m_iPcmOctets);
+    if (iOctets == 0) return pcm;
+    pcm.append(reinterpret_cast<const char*>(frame), static_cast<size_t>(iOctets));
+  }
+}
+
+std::string DecodeAll(const std::string& bytes) {
+  CMPGDecoder decoder(&CStream::Lit);
+  CStream stream{bytes};
+  return DecodeAll(decoder, stream);
+}
+
+std::string Join(const std::vector<std::string>& frames, size_t nFrom = 0, size_t nTo = SIZE_MAX) {
+  std::string out;
+  for (size_t i = nFrom; i < std::min(nTo, frames.size()); ++i) out += frames[i];
+  return out;
+}
+
+std::string Clip() {
+  return EncodeLame("-b 128 -m j -t", 44100, MakeNoise(44100, 2, 16, 600));
+}
+
+TEST(MpgHeader, FieldsAndSizesOfEveryValidHeader) {
+  struct Cas {
+    uint32_t dwHeader;
+    int iLayer, iLsf;
+    bool b25;
+    int iFreq, iBitrate, iStereo, iTaille, iCorps;
+  };
+  for (const Cas& cas : {
+           Cas{0xFFFB9064, 3, 0, false, 44100, 128, 2, 417, 413},
+           Cas{0xFFFB9264, 3, 0, false, 44100, 128, 2, 417, 414},    // padded
+           Cas{0xFFFBE064, 3, 0, false, 44100, 320, 2, 1044, 1040},  //
+           Cas{0xFFFDB0C4, 2, 0, false, 44100, 224, 1, 731, 727},
+           Cas{0xFFFFE204, 1, 0, false, 44100, 448, 2, 488, 484},  // Layer I counts its padding
+           Cas{0xFFF380C0, 3, 1, false, 22050, 64, 1, 208, 204},
+           Cas{0xFFF5A404, 2, 1, false, 24000, 96, 2, 576, 572},
+           Cas{0xFFF7E804, 1, 1, false, 16000, 256, 2, 768, 764},
+           Cas{0xFFE34004, 3, 1, true, 11025, 32, 2, 208, 204},
+           Cas{0xFFE31804, 3, 1, true, 8000, 8, 2, 72, 68},
+       }) {
+    CMPGHeader h;
+    ASSERT_TRUE(ParseHeader(cas.dwHeader, &h)) << std::hex << cas.dwHeader;
+    EXPECT_EQ(h.iLayer, cas.iLayer);
+    EXPECT_EQ(h.iLsf, cas.iLsf);
+    EXPECT_EQ(h.bMpeg25, cas.b25);
+    EXPECT_EQ(h.Frequence(), cas.iFreq);
+    EXPECT_EQ(h.Bitrate(), cas.iBitrate);
+    EXPECT_EQ(h.iStereo, cas.iStereo);
+    EXPECT_EQ(h.Taille(), cas.iTaille) << std::hex << cas.dwHeader;
+    EXPECT_EQ(h.iCorps, cas.iCorps) << std::hex << cas.dwHeader;
+  }
+  CMPGHeader flags;
+  ASSERT_TRUE(ParseHeader(0xFFFA917E, &flags));
+  EXPECT_TRUE(flags.bProtection);
+  EXPECT_EQ(flags.iExtension, 1);
+  EXPECT_EQ(flags.iMode, 1);
+  EXPECT_EQ(flags.iModeExt, 3);
+  EXPECT_EQ(flags.iCopyright, 1);
+  EXPECT_EQ(flags.iOriginal, 1);
+  EXPECT_EQ(flags.iEmphasis, 2);
+}
+
+TEST(MpgHeader, RefusesWhatIsNotPlayed) {
+  CMPGHeader h;
+  for (const uint32_t dwHeader : {
+           0x00000000U, 0xFFFFFFFFU, 0x49443303U,
+           0xFF7B9064U,  // ten sync bits
+           0xFFF99064U,  // layer 0
+           0xFFFB0064U,  // free format
+           0xFFFBF064U,  // bit rate 15
+           0xFFFB9C64U,  // sample rate 3
+           0xFFF38CC0U,  // the same at low rates
+           0xFFFBE864U,  // 320 kbit/s at 32 kHz: a body of 1436 bytes
+           0xFFFDE804U,  // Layer II, 384 kbit/s at 32 kHz
+           0xFFE3E804U,  // 160 kbit/s at 8 kHz
+       }) {
+    EXPECT_FALSE(ParseHeader(dwHeader, &h)) << std::hex << dwHeader;
+  }
+  EXPECT_TRUE(ParseHeader(0xFFFDE004, &h));  // Layer II, 384 kbit/s at 44.1 kHz: 1249 bytes
+  EXPECT_EQ(h.iCorps, 1249);
+}
+
+TEST(MpgDecoder, FiguresAreRightAfterEachFrame) {
+  const std::string clip = EncodeLame("-V 4", 44100, MakeNoise(44100, 2, 16, 500) + test::MakeTone(44100, 2, 16, 500));
+  const std::vector<std::string> frames = SplitFrames(clip);
+  ASSERT_GT(frames.size(), 35U);
+  CMPGDecoder decoder(&CStream::Lit);
+  CStream stream{clip};
+  EXPECT_EQ(decoder.GetFrequence(), 44100);
+  EXPECT_EQ(decoder.m_iTailleFrame, 0);
+  int64_t llLus = 0;
+  int64_t llSomme = 0;
+  uint8_t pcm[kMaxPcmFrame];
+  for (size_t i = 0; i < frames.size(); ++i) {
+    ASSERT_EQ(decoder.DecodeFrame(pcm, &stream), 4608);
+    const bool bPadded = (static_cast<uint8_t>(frames[i][2]) & 2) != 0;
+    const int iTaille = static_cast<int>(frames[i].size()) - (bPadded ? 1 : 0);
+    llLus += static_cast<int64_t>(frames[i].size());
+    llSomme += iTaille;
+    ASSERT_EQ(decoder.m_iFrames, static_cast<int64_t>(i) + 1);
+    ASSERT_EQ(decoder.m_iLus, llLus);
+    ASSERT_EQ(decoder.m_iTailleFrame, iTaille);
+    ASSERT_EQ(decoder.m_iSommeOctets, llSomme);
+    ASSERT_EQ(decoder.m_iFreq, 44100);
+    ASSERT_EQ(decoder.m_iStereo, 2);
+    ASSERT_EQ(decoder.m_iBitrate * 144000 / 44100, iTaille);
+  }
+  EXPECT_EQ(decoder.DecodeFrame(pcm, &stream), 0);
+  EXPECT_EQ(decoder.m_iFrames, static_cast<int64_t>(frames.size()));
+}
+
+TEST(MpgDecoder, CandidateBehindJunkIsConfirmedAndNotHeard) {
+  const std::vector<std::string> frames = SplitFrames(Clip());
+  ASSERT_GT(frames.size(), 20U);
+  for (const size_t nJunk : {1U, 3U, 4U, 5U, 4096U}) {
+    std::string junk = MakeNoise(8000, 1, 8, 1000, 3).substr(0, nJunk);
+    std::replace(junk.begin(), junk.end(), '\xFF', '\x7F');
+    EXPECT_EQ(DecodeAll(junk + Join(frames)), ReferencePcm(Join(frames, 1))) << nJunk;
+  }
+}
+
+TEST(MpgDecoder, FalseCandidatesAreGoneOver) {
+  const std::vector<std::string> frames = SplitFrames(Clip());
+  // A header in the junk whose frame ends in the middle of nowhere: neither it nor what its body
+  // swallowed is decoded, and the search goes on behind the two words read after it.
+  const std::string junk = "xyz\xFF\xFB\x90\x64" + std::string(413 + 8, 'j') + "more";
+  EXPECT_EQ(DecodeAll(junk + Join(frames)), ReferencePcm(Join(frames, 1)));
+}
+
+TEST(MpgDecoder, JunkBetweenFramesCostsOneFrame) {
+  const std::vector<std::string> frames = SplitFrames(Clip());
+  const std::string file = Join(frames, 0, 9) + std::string(777, '\0') + Join(frames, 9);
+  EXPECT_EQ(DecodeAll(file), ReferencePcm(Join(frames, 0, 9) + Join(frames, 10)));
+}
+
+TEST(MpgDecoder, LastFrameCutShortIsReported) {
+  const std::string clip = Clip();
+  const std::vector<std::string> frames = SplitFrames(clip);
+  const std::string whole = ReferencePcm(Join(frames, 0, frames.size() - 1));
+  char line[128];
+  std::snprintf(line, sizeof line, "\nBroken frame at 0x%X                                                  \n",
+                static_cast<unsigned>(clip.size() - frames.back().size()));
+  for (const size_t nCut : {size_t{1}, frames.back().size() - 5}) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(DecodeAll(clip.substr(0, clip.size() - nCut)), whole);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
+  }
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(DecodeAll(clip.substr(0, clip.size() - frames.back().size() + 3)), whole);  // not even a header
+  EXPECT_EQ(DecodeAll("no frame, \xFF\xFB\x90\x64 but a candidate"), "");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(MpgDecoder, NoFrameInFreeFormatTextOrNothing) {
+  std::string libre = Clip();
+  for (size_t i = 0; i + 4 < libre.size(); ++i) {
+    if (libre[i] == '\xFF' && libre[i + 1] == '\xFB') libre[i + 2] = static_cast<char>(libre[i + 2] & 0x0F);
+  }
+  EXPECT_EQ(DecodeAll(libre), "");
+  EXPECT_EQ(DecodeAll(std::string(20000, 'a')), "");
+  EXPECT_EQ(DecodeAll("abc"), "");
+  EXPECT_EQ(DecodeAll(""), "");
+}
+
+TEST(MpgDecoder, SearchIsBounded) {
+  CMPGDecoder decoder(&CStream::Lit);
+  CStream stream{std::string(300000, '\0') + Clip()};
+  uint8_t pcm[kMaxPcmFrame];
+  EXPECT_EQ(decoder.DecodeFrame(pcm, &stream), 0);
+  EXPECT_EQ(decoder.m_iLus, 65536);
+  decoder.SetLimiteRecherche(1 << 20);  // the next call goes on where the last one stopped
+  EXPECT_EQ(decoder.DecodeFrame(pcm, &stream), 4608);
+  EXPECT_GT(decoder.GetPassee(), 300000 - 65536);
+}
+
+TEST(MpgDecoder, PiecemealReadsGiveTheSame) {
+  const std::string clip = Clip();
+  CMPGDecoder decoder(&CStream::Lit);
+  CStream stream{clip, 7};
+  EXPECT_EQ(DecodeAll(decoder, stream), ReferencePcm(clip));
+}
+
+TEST(MpgDecoder, BrokenReadFunctionEndsTheStream) {
+  for (const int iResult : {0, -1, 5000}) {
+    static int s_iResult = 0;
+    s_iResult = iResult;
+    CMPGDecoder decoder([](uint8_t*, int, void*) { return s_iResult; });
+    uint8_t pcm[kMaxPcmFrame];
+    EXPECT_EQ(decoder.DecodeFrame(pcm, nullptr), 0);
+    EXPECT_EQ(decoder.m_iLus, 0);
+  }
+}
+
+TEST(MpgDecoder, StreamMayChangeRateLayerAndChannels) {
+  const std::string noise = MakeNoise(44100, 2, 16, 400);
+  const std::vector<std::string> parts = {Clip(),
+                                          EncodeLame("-b 64 -m m -t", 44100, noise),
+                                          EncodeLame("--resample 22.05 -b 56 -t", 44100, noise),
+                                          EncodeMp2("-b:a 192k", 44100, noise),
+                                          EncodeLame("--resample 11.025 -b 32 -m m -t", 44100, noise),
+                                          Clip()};
+  std::string all;
+  size_t nPcm = 0;
+  for (const std::string& part : parts) {
+    ASSERT_FALSE(part.empty());
+    all += part;
+    nPcm += ReferencePcm(part).size();
+  }
+  const std::string pcm = DecodeAll(all);
+  EXPECT_EQ(pcm.size(), nPcm);
+  EXPECT_EQ(pcm.substr(0, 4608 * 10), ReferencePcm(parts[0]).substr(0, 4608 * 10));
+}
+
+}  // namespace
+}  // namespace tonara
