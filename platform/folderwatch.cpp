@@ -32,8 +32,9 @@
 namespace tonara {
 namespace {
 
-// Contents while a file is being written (IN_MODIFY) are left out: copying one film would wake us
-// thousands of times. It is told when it appears and when its writer closes it.
+// Writes to a file (IN_MODIFY) are left out: copying one film would have its readers list the folder
+// all the time. It is told when it appears and when its writer closes it. A change of nothing but the
+// write time, which the kernel gives as IN_MODIFY too, is seen on network shares only.
 constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE | IN_ATTRIB |
                            IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr uint32_t kRetryMs = 1000;  // for a folder that isn't there
