@@ -265,13 +265,16 @@ void EcrireBus(const float* pfBus, uint32_t nEch, int iBits, uint8_t* pDest) {
   uint32_t n = 0;
 #if defined(__SSE2__)
   if (iBits == 16) {
-    // Truncating s - 1 toward zero without rounding the difference: 0 gives -1, 0 < s < 1 gives 0,
-    // and from 1 on the whole part less 1. A true comparison is the integer -1.
+    // s - 1 in double, truncated toward zero, without the doubles: from 1 on it is the whole part less
+    // 1; between 0 and 1 it is 0, but -1 from 2^-54 down, where s is lost in the difference; below 0 it
+    // is the whole part of s. A true comparison is the integer -1.
     const __m128 echelle = _mm_set1_ps(32768.0F);
     const __m128 un = _mm_set1_ps(1.0F);
+    const __m128 perdu = _mm_set1_ps(0x1p-54F);
     const auto quatre = [&](const float* pf) {
       const __m128 s = _mm_mul_ps(_mm_loadu_ps(pf), echelle);
-      const __m128 moins = _mm_or_ps(_mm_cmpge_ps(s, un), _mm_cmpeq_ps(s, _mm_setzero_ps()));
+      const __m128 zero = _mm_and_ps(_mm_cmpge_ps(s, _mm_setzero_ps()), _mm_cmple_ps(s, perdu));
+      const __m128 moins = _mm_or_ps(_mm_cmpge_ps(s, un), zero);
       return _mm_add_epi32(_mm_cvttps_epi32(s), _mm_castps_si128(moins));
     };
     for (; n + 8 <= nEch; n += 8) {

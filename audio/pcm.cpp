@@ -62,7 +62,7 @@ float LireEch(const uint8_t* pOctets, int iBits) {
 
 void EcrireEch(float fValeur, int iBits, uint8_t* pOctets) {
   if (iBits < 8 || iBits > 32) return;
-  // Double, not float: a value just above 0 gives 0, where s - 1 in float would round to -1.
+  // Double, not float: a faint value above 0 gives 0, where s - 1 in float would round to -1.
   const double dEchelle = std::ldexp(static_cast<double>(fValeur), iBits - 1);
   auto nVal = static_cast<int64_t>(fValeur < 0.0F ? dEchelle : dEchelle - 1.0);
   if (iBits == 8) nVal += 128;
