@@ -26,16 +26,17 @@ bool EqualsNoCase(std::string_view a, std::string_view szLower) {
 }  // namespace
 
 std::string MakeRamPath(CRAMAudio* pRam) {
+  const auto address = reinterpret_cast<uintptr_t>(pRam);
   std::string path(kRamPrefix);
-  path.append(reinterpret_cast<const char*>(&pRam), sizeof pRam);
+  path.append(reinterpret_cast<const char*>(&address), sizeof address);
   return path;
 }
 
 CRAMAudio* RamFromPath(const std::string& szPath) {
-  CRAMAudio* pRam = nullptr;
-  if (szPath.size() != kRamPrefix.size() + sizeof pRam || !szPath.starts_with(kRamPrefix)) return nullptr;
-  std::memcpy(&pRam, szPath.data() + kRamPrefix.size(), sizeof pRam);
-  return pRam;
+  uintptr_t address = 0;
+  if (szPath.size() != kRamPrefix.size() + sizeof address || !szPath.starts_with(kRamPrefix)) return nullptr;
+  std::memcpy(&address, szPath.data() + kRamPrefix.size(), sizeof address);
+  return reinterpret_cast<CRAMAudio*>(address);
 }
 
 int GetTypeMedia(const std::string& szPath) {

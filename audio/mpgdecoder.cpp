@@ -179,7 +179,8 @@ bool CMPGDecoder::OuvreMpg() {
 
 void CMPGDecoder::Decode() {
   if (!m_pMpg && !OuvreMpg()) return;
-  if (mpg123_feed(m_pMpg.get(), m_Trame, static_cast<size_t>(kTailleEntete + m_Header.iCorps)) != MPG123_OK) return;
+  const auto nTrame = static_cast<size_t>(m_Header.iCorps) + kTailleEntete;
+  if (mpg123_feed(m_pMpg.get(), m_Trame, nTrame) != MPG123_OK) return;
   int iEtat = MPG123_NEW_FORMAT;
   while (iEtat == MPG123_NEW_FORMAT) {
     off_t llNumero = 0;

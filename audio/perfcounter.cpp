@@ -6,6 +6,7 @@ namespace tonara {
 namespace {
 
 constexpr int64_t kFreq = 1'000'000'000;
+constexpr int64_t kParMs = kFreq / 1000;
 
 int64_t Compteur() {
   timespec ts{};
@@ -31,7 +32,7 @@ int64_t CPerfCounter::GetFreq() {
 }
 
 double CPerfCounter::GetNowMs() {
-  return static_cast<double>(Compteur()) / static_cast<double>(kFreq / 1000);
+  return static_cast<double>(Compteur()) / static_cast<double>(kParMs);
 }
 
 }  // namespace tonara

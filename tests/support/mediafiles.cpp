@@ -128,7 +128,7 @@ std::string MakeLayer1(uint32_t dwHeader, int nFrames, uint32_t dwSeed) {
   const int iRate = kRates[dwHeader >> 10 & 3] / (bMpeg25 ? 4 : bMpeg1 ? 1 : 2);
   const int iBitrate = kBitrates[bMpeg1 ? 0 : 1][dwHeader >> 12 & 15];
   const auto iPadding = static_cast<int>(dwHeader >> 9 & 1);
-  const auto nFrame = static_cast<size_t>((iBitrate * 12000 / iRate + iPadding) * 4);
+  const auto nFrame = static_cast<size_t>(iBitrate * 12000 / iRate + iPadding) * 4;
   const int iChannels = (dwHeader >> 6 & 3) == 3 ? 1 : 2;
   CNoise noise(dwSeed);
   std::string stream;
