@@ -24,6 +24,24 @@ CWaveBackend& EnvironmentBackend() {
 
 }  // namespace
 
+int32_t CWaveBackend::FindOut(const std::string& szName) {
+  const uint32_t nCount = OutCount();
+  for (uint32_t n = 0; n < nCount; ++n) {
+    std::string szListed;
+    if (OutName(n, &szListed) && szListed == szName) return static_cast<int32_t>(n);
+  }
+  return -1;
+}
+
+int32_t CWaveBackend::FindIn(const std::string& szName) {
+  const uint32_t nCount = InCount();
+  for (uint32_t n = 0; n < nCount; ++n) {
+    std::string szListed;
+    if (InName(n, &szListed) && szListed == szName) return static_cast<int32_t>(n);
+  }
+  return -1;
+}
+
 void SetWaveNotice(WaveNotice fnNotice) {
   g_fnNotice.store(fnNotice, std::memory_order_release);
 }
@@ -45,7 +63,10 @@ std::string CutDeviceName(std::string_view szName) {
 std::unique_ptr<CWaveBackend> MakeWaveBackend(const std::string& szChoice) {
   constexpr std::string_view kFile = "file:";
   if (szChoice.starts_with(kFile)) return MakeFileBackend(szChoice.substr(kFile.size()));
-  return MakeNullBackend();
+  if (szChoice == "null") return MakeNullBackend();
+  if (szChoice == "pulse") return MakePulseBackend();
+  if (szChoice == "alsa") return MakeAlsaBackend();
+  return MakeAutoBackend();
 }
 
 CWaveBackend& WaveBackend() {

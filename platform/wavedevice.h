@@ -76,6 +76,11 @@ class CWaveBackend {
   virtual bool OutName(uint32_t nIndex, std::string* pName) = 0;
   virtual uint32_t InCount() = 0;
   virtual bool InName(uint32_t nIndex, std::string* pName) = 0;
+  /// Index of the first listed output (input) that szName means, -1 if there is none: a listed name,
+  /// exactly, or whatever other name the backend knows the device by. The indexes are those of the
+  /// next OutName (InName) and OpenOut (OpenIn).
+  virtual int32_t FindOut(const std::string& szName);
+  virtual int32_t FindIn(const std::string& szName);
   /// Opens an output for that format, bExtensible telling in which dress the format is offered.
   /// Null with *pError filled if the device refuses (format, access). A device or server that is
   /// absent for now is no refusal: it opens, keeps time in silence and comes alive when it can.

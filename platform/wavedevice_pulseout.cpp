@@ -1,0 +1,422 @@
+#include "platform/wavedevice_pulseout.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "platform/wavedevice_backends.h"
+
+namespace tonara {
+namespace {
+
+constexpr int64_t kMs = 1'000'000;
+/// 100 ms in the server, asked for in pieces of 25 ms or more, lets PulseAudio run the sink in 50 ms
+/// steps: 20 requests a second and next to no work on either side.
+constexpr uint32_t kTargetMs = 100;
+constexpr uint32_t kRequestMs = 25;
+constexpr int64_t kStallNs = 300 * kMs;
+/// A stall is called a loss after that long; a stream that has yet to begin gets more: PulseAudio's
+/// null sink takes up to two seconds for it.
+constexpr int64_t kTellNs = 1000 * kMs;
+constexpr int64_t kTellStartNs = 3000 * kMs;
+/// A stream that the server doesn't make, or that stays stalled, is made anew after that long.
+constexpr int64_t kRenewNs = 5000 * kMs;
+/// A stream that wants the past filled in is not replaced younger than this, lest a server that goes
+/// on catching up makes us chase it.
+constexpr int64_t kBurstNs = 500 * kMs;
+
+uint32_t BytesOf(const pa_sample_spec& spec, uint32_t dwMs) {
+  return static_cast<uint32_t>(uint64_t{spec.rate} * dwMs / 1000 * pa_frame_size(&spec));
+}
+
+void Unref(pa_operation* pOperation) {
+  if (pOperation != nullptr) pa_operation_unref(pOperation);
+}
+
+}  // namespace
+
+std::unique_ptr<CPulseOut> CPulseOut::Open(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target,
+                                           const PCMWAVEFORMAT& format, WaveCallback fnDone, int64_t llUntilNs,
+                                           std::string* pError) {
+  pa_sample_spec spec{};
+  pa_channel_map map{};
+  if (!IsWaveFormatUsable(format, pError) || !MakePulseSpec(format, &spec, &map, pError)) return nullptr;
+  if (pLink->WaitUp(llUntilNs, pError) == CPulseLink::Answer::Refused) return nullptr;
+  std::unique_ptr<CPulseOut> pOut(new CPulseOut(std::move(pLink), target, spec, map, fnDone));
+  if (!pOut->WaitOpen(llUntilNs, pError)) return nullptr;
+  return pOut;
+}
+
+CPulseOut::CPulseOut(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target, const pa_sample_spec& spec,
+                     const pa_channel_map& map, WaveCallback fnDone)
+    : m_pLink(std::move(pLink)),
+      m_target(target),
+      m_spec(spec),
+      m_map(map),
+      m_dwFrame(static_cast<uint32_t>(pa_frame_size(&spec))),
+      m_dwTarget(BytesOf(spec, kTargetMs)),
+      m_queue(fnDone, static_cast<uint16_t>(m_dwFrame)),
+      m_pace(spec.rate * m_dwFrame) {
+  CPulseGuard guard(*m_pLink);
+  m_pTimer = std::make_unique<CPulseTimer>(
+      m_pLink->Api(), [](void* pUser) { static_cast<CPulseOut*>(pUser)->ServiceLocked(); }, this);
+  m_llPausedAt = WaveNowNs();
+  m_pace.Restart(m_llPausedAt);
+  m_pLink->Add(this);
+  TryOpenLocked();
+}
+
+CPulseOut::~CPulseOut() {
+  {
+    CPulseGuard guard(*m_pLink);
+    m_pLink->Remove(this);
+    const bool bTail = m_bRunning && m_bAlive && m_llHanded > 0 && m_queue.IsEmpty();
+    m_bRunning = false;
+    CPulseLink::Drop(std::exchange(m_pNext, nullptr));
+    pa_stream* pStream = std::exchange(m_pStream, nullptr);
+    if (bTail) {
+      // All blocks are finished, but their last 100 ms are still in the server.
+      m_pLink->Linger(pStream);
+    } else {
+      CPulseLink::Drop(pStream);
+    }
+    m_pTimer.reset();
+  }
+  m_queue.GiveBack();
+}
+
+bool CPulseOut::WaitOpen(int64_t llUntilNs, std::string* pError) {
+  {
+    CPulseGuard guard(*m_pLink);
+    if (m_pStream == nullptr && m_eOpening == Opening::Pending) return true;  // absent: nothing to wait for
+  }
+  const std::chrono::steady_clock::time_point until{std::chrono::nanoseconds(llUntilNs)};
+  std::unique_lock lock(m_openMutex);
+  m_openCv.wait_until(lock, until, [this] { return m_eOpening != Opening::Pending; });
+  if (m_eOpening != Opening::Refused) return true;
+  if (pError != nullptr) *pError = m_szOpenError;
+  return false;
+}
+
+void CPulseOut::SetOpening(Opening eOpening, const char* szError) {
+  {
+    std::lock_guard lock(m_openMutex);
+    m_eOpening = eOpening;
+    m_szOpenError = szError;
+  }
+  m_openCv.notify_all();
+}
+
+bool CPulseOut::Write(WaveHeader* pHeader) {
+  m_queue.Push(pHeader);
+  if (m_bHungry.load()) m_pTimer->Kick();
+  return true;
+}
+
+bool CPulseOut::Pause() {
+  CPulseGuard guard(*m_pLink);
+  if (!m_bRunning) return true;
+  m_bRunning = false;
+  m_llPausedAt = WaveNowNs();
+  m_pTimer->Disarm();
+  if (IsReadyLocked()) Unref(pa_stream_cork(m_pStream, 1, nullptr, nullptr));
+  return true;
+}
+
+bool CPulseOut::Restart() {
+  CPulseGuard guard(*m_pLink);
+  if (m_bRunning) return true;
+  const int64_t llNow = WaveNowNs();
+  m_bRunning = true;
+  m_pace.Shift(llNow - m_llPausedAt);
+  if (IsReadyLocked()) {
+    Unref(pa_stream_cork(m_pStream, 0, nullptr, nullptr));
+    AliveLocked(llNow);
+  } else if (!m_bLostTold) {
+    m_llTellAt = llNow + kTellNs;
+  }
+  m_pTimer->Kick();  // the first bytes go out on the link's thread
+  return true;
+}
+
+bool CPulseOut::Reset() {
+  bool bWasRunning = false;
+  {
+    CPulseGuard guard(*m_pLink);
+    bWasRunning = std::exchange(m_bRunning, false);  // holds the link's thread off while the blocks go back
+    m_llPausedAt = WaveNowNs();
+    m_pace.Restart(m_llPausedAt);
+    // With blocks queued somebody cuts the sound short; without, what the server holds is the end of
+    // it, and it may sound.
+    if (IsReadyLocked() && !m_queue.IsEmpty()) Unref(pa_stream_flush(m_pStream, nullptr, nullptr));
+  }
+  m_queue.GiveBack();
+  CPulseGuard guard(*m_pLink);
+  m_bRunning = bWasRunning;
+  if (m_bRunning) m_pTimer->Kick();
+  return true;
+}
+
+bool CPulseOut::GetPosition(uint32_t* pdwFrames) {
+  *pdwFrames = m_queue.Position();
+  return true;
+}
+
+bool CPulseOut::SetVolume(uint32_t dwVolume) {
+  CPulseGuard guard(*m_pLink);
+  m_dwVolume = dwVolume;
+  m_bVolumeSet = true;
+  if (!IsReadyLocked()) return true;
+  const pa_cvolume volume = VolumeLocked();
+  Unref(
+      pa_context_set_sink_input_volume(m_pLink->Context(), pa_stream_get_index(m_pStream), &volume, nullptr, nullptr));
+  return true;
+}
+
+pa_cvolume CPulseOut::VolumeLocked() const {
+  pa_cvolume volume{};
+  pa_cvolume_set(&volume, m_spec.channels, pa_sw_volume_from_linear((m_dwVolume & 0xFFFFu) / 65535.0));
+  if (m_spec.channels == 2) volume.values[1] = pa_sw_volume_from_linear((m_dwVolume >> 16) / 65535.0);
+  return volume;
+}
+
+bool CPulseOut::IsReadyLocked() const {
+  return m_pStream != nullptr && m_pLink->Context() != nullptr && pa_stream_get_state(m_pStream) == PA_STREAM_READY;
+}
+
+bool CPulseOut::WantsPastLocked() const {
+  if (!IsReadyLocked()) return false;
+  const size_t nWanted = pa_stream_writable_size(m_pStream);
+  return nWanted != static_cast<size_t>(-1) && nWanted > m_dwTarget + m_dwTarget / 4;
+}
+
+void CPulseOut::ServiceLocked() {
+  if (!m_bRunning) return;
+  const int64_t llNow = WaveNowNs();
+  if (m_bAlive) {
+    if (m_bHungry.load()) {
+      PumpLocked();
+    } else {
+      WatchLocked(llNow);
+    }
+  }
+  if (!m_bAlive) ClockLocked(llNow);
+}
+
+void CPulseOut::WatchLocked(int64_t llNow) {
+  if (llNow - m_llLastHand >= kStallNs) {
+    StallLocked();
+  } else {
+    m_pTimer->Arm(m_llLastHand + kStallNs);
+  }
+}
+
+void CPulseOut::AliveLocked(int64_t llNow) {
+  m_bAlive = true;
+  m_llTellAt = 0;
+  m_llLastHand = llNow;
+  m_bHungry = true;
+}
+
+void CPulseOut::StallLocked() {
+  if (!m_bAlive) return;
+  m_bAlive = false;
+  // What the server holds would have sounded first.
+  const auto dwHeld = static_cast<uint32_t>(std::min<uint64_t>(m_llHanded, m_dwTarget));
+  m_pace.Restart(m_llLastHand + m_pace.Duration(dwHeld));
+  if (!m_bLostTold) m_llTellAt = m_llLastHand + (m_llHanded > m_dwTarget ? kTellNs : kTellStartNs);
+  // A queue that was empty stays marked so: the time without blocks is not made up for.
+  if (!m_bRunning) return;
+  m_pLink->RequestTick();
+  m_pTimer->Kick();
+}
+
+void CPulseOut::PumpLocked() {
+  if (!m_bRunning || !m_bAlive || !IsReadyLocked()) return;
+  for (;;) {
+    const size_t nWanted = pa_stream_writable_size(m_pStream);
+    if (nWanted == static_cast<size_t>(-1)) return;
+    if (WantsPastLocked()) {
+      // The server went on without us (it stood still, or we did) and wants the past filled in, where
+      // nobody would hear it. A new stream begins at the present.
+      StallLocked();
+      TryOpenLocked();
+      return;
+    }
+    const uint64_t llTaken = m_queue.Take(
+        nWanted, [this](const uint8_t* pData, uint32_t dwLength) { return HandOverLocked(pData, dwLength); });
+    if (llTaken > 0) {
+      const bool bBegun = m_llHanded > 0;
+      m_llHanded += llTaken;
+      m_llLastHand = WaveNowNs();
+      // The first fill proves nothing; only a sink that plays asks again.
+      if (bBegun && m_bLostTold) {
+        m_bLostTold = false;
+        NotifyWave("Périphérique audio retrouvé : " + m_target.szLabel);
+      }
+    }
+    if (llTaken >= nWanted) {
+      m_bHungry = false;
+      m_pTimer->Arm(m_llLastHand + kStallNs);
+      return;
+    }
+    m_bHungry = true;
+    m_pTimer->Disarm();
+    if (m_queue.IsEmpty()) return;
+    if (llTaken == 0) {  // there was something, and the stream would not take it
+      StallLocked();
+      return;
+    }
+  }
+}
+
+bool CPulseOut::HandOverLocked(const uint8_t* pData, uint32_t dwLength) {
+  const uint32_t dwWhole = dwLength - dwLength % m_dwFrame;  // a block's odd end can't be played
+  return dwWhole == 0 || pa_stream_write(m_pStream, pData, dwWhole, nullptr, 0, PA_SEEK_RELATIVE) >= 0;
+}
+
+void CPulseOut::ClockLocked(int64_t llNow) {
+  if (m_llTellAt != 0 && llNow >= m_llTellAt) TellLostLocked();
+  for (;;) {
+    uint32_t dwLeft = 0;
+    if (!m_queue.Front(&dwLeft)) {
+      m_bHungry = true;
+      m_pTimer->Arm(m_llTellAt);
+      if (m_queue.IsEmpty()) return;
+      continue;
+    }
+    if (m_bHungry.exchange(false)) m_pace.Forgive(llNow, m_pace.Duration(dwLeft));
+    const int64_t llDue = m_pace.Due(dwLeft);
+    if (llDue > llNow) {
+      m_pTimer->Arm(m_llTellAt != 0 ? std::min(m_llTellAt, llDue) : llDue);
+      return;
+    }
+    m_pace.Advance(dwLeft);
+    m_pace.Forgive(llNow, kWaveForgiveNs);
+    m_queue.Take(dwLeft, [](const uint8_t*, uint32_t) { return true; });
+  }
+}
+
+void CPulseOut::TellLostLocked() {
+  m_llTellAt = 0;
+  if (m_bLostTold) return;
+  m_bLostTold = true;
+  NotifyWave("Périphérique audio perdu : " + m_target.szLabel);
+}
+
+void CPulseOut::TryOpenLocked() {
+  if (m_pLink->Context() == nullptr) return;  // the link tries again by itself
+  const int64_t llNow = WaveNowNs();
+  const bool bOld = llNow - m_llStreamAt > kRenewNs;
+  if (m_pNext != nullptr && bOld) CPulseLink::Drop(std::exchange(m_pNext, nullptr));
+  if (m_pStream != nullptr && !IsReadyLocked() && bOld) CPulseLink::Drop(std::exchange(m_pStream, nullptr));
+  if (m_pStream == nullptr) {
+    if (m_pLink->Resolve(true, &m_target)) m_pStream = NewStreamLocked();
+    if (m_pStream == nullptr && m_bRunning) m_pLink->RequestTick();
+    return;
+  }
+  if (m_bAlive || !m_bRunning) return;
+  // Stalled. A stream that wants the past is replaced at once, one that is silent only after a time.
+  const bool bBurst = llNow - m_llStreamAt > kBurstNs && WantsPastLocked();
+  if (m_pNext == nullptr && IsReadyLocked() && (bOld || bBurst) && m_pLink->Resolve(true, &m_target)) {
+    m_pNext = NewStreamLocked();
+  }
+  m_pLink->RequestTick();
+}
+
+pa_stream* CPulseOut::NewStreamLocked() {
+  m_llStreamAt = WaveNowNs();
+  pa_stream* pStream = pa_stream_new(m_pLink->Context(), "tonara", &m_spec, &m_map);
+  if (pStream == nullptr) return nullptr;
+  pa_stream_set_state_callback(
+      pStream, [](pa_stream* pOne, void* pUser) { static_cast<CPulseOut*>(pUser)->StreamStateLocked(pOne); }, this);
+  pa_stream_set_write_callback(
+      pStream, [](pa_stream* pOne, size_t, void* pUser) { static_cast<CPulseOut*>(pUser)->StreamRequestLocked(pOne); },
+      this);
+  pa_buffer_attr attributes{};
+  attributes.maxlength = static_cast<uint32_t>(-1);
+  attributes.tlength = BytesOf(m_spec, kTargetMs);
+  attributes.prebuf = 0;
+  attributes.minreq = BytesOf(m_spec, kRequestMs);
+  attributes.fragsize = static_cast<uint32_t>(-1);
+  unsigned uFlags = PA_STREAM_START_CORKED;
+  if (m_target.bNamed) uFlags |= PA_STREAM_DONT_MOVE;
+  const pa_cvolume volume = VolumeLocked();
+  if (pa_stream_connect_playback(pStream, m_target.bNamed ? m_target.szName.c_str() : nullptr, &attributes,
+                                 static_cast<pa_stream_flags_t>(uFlags), m_bVolumeSet ? &volume : nullptr,
+                                 nullptr) < 0) {
+    const int nError = pa_context_errno(m_pLink->Context());
+    if (IsPulseRefusal(nError)) SetOpening(Opening::Refused, pa_strerror(nError));
+    CPulseLink::Drop(pStream);
+    return nullptr;
+  }
+  return pStream;
+}
+
+void CPulseOut::StreamStateLocked(pa_stream* pStream) {
+  const pa_stream_state_t eState = pa_stream_get_state(pStream);
+  if (eState == PA_STREAM_FAILED || eState == PA_STREAM_TERMINATED) {
+    StreamFailedLocked(pStream);
+  } else if (eState == PA_STREAM_READY) {
+    if (pStream == m_pNext) {
+      CPulseLink::Drop(std::exchange(m_pStream, nullptr));
+      m_pStream = std::exchange(m_pNext, nullptr);
+    }
+    m_llHanded = 0;
+    const pa_buffer_attr* pGranted = pa_stream_get_buffer_attr(m_pStream);
+    if (pGranted != nullptr && pGranted->tlength > 0) m_dwTarget = pGranted->tlength;
+    SetOpening(Opening::Ready, "");
+    if (!m_bRunning) return;
+    Unref(pa_stream_cork(m_pStream, 0, nullptr, nullptr));
+    AliveLocked(WaveNowNs());
+    PumpLocked();
+  }
+}
+
+void CPulseOut::StreamFailedLocked(pa_stream* pStream) {
+  const int nError = m_pLink->Context() != nullptr ? pa_context_errno(m_pLink->Context()) : PA_ERR_CONNECTIONTERMINATED;
+  const bool bNext = pStream == m_pNext;
+  CPulseLink::Drop(std::exchange(bNext ? m_pNext : m_pStream, nullptr));
+  m_pLink->RequestTick();
+  if (bNext) return;
+  const bool bWasOpen = m_llHanded > 0 || m_bAlive;
+  if (IsPulseRefusal(nError) && !bWasOpen && !m_bRefusalTold) {
+    // Told to who opens, if he still waits; else by a line of its own, once.
+    m_bRefusalTold = true;
+    const bool bWaiting = !m_bRunning && m_eOpening == Opening::Pending;
+    SetOpening(Opening::Refused, pa_strerror(nError));
+    if (!bWaiting) NotifyWave("Périphérique audio refusé : " + m_target.szLabel + " (" + pa_strerror(nError) + ")");
+    return;
+  }
+  SetOpening(Opening::Ready, "");
+  StallLocked();
+  if (bWasOpen) TellLostLocked();
+  m_llHanded = 0;
+  if (bWasOpen) TryOpenLocked();  // a stream that never was waits for the next tick
+}
+
+void CPulseOut::OnServerLost() {
+  CPulseLink::Drop(std::exchange(m_pNext, nullptr));
+  const bool bHad = m_pStream != nullptr;
+  CPulseLink::Drop(std::exchange(m_pStream, nullptr));
+  StallLocked();
+  if (bHad) TellLostLocked();
+  m_llHanded = 0;
+}
+
+void CPulseOut::StreamRequestLocked(pa_stream* pStream) {
+  if (pStream != m_pStream || !m_bRunning) return;
+  if (m_bAlive) {
+    PumpLocked();
+  } else if (IsReadyLocked()) {
+    // A stalled stream that asks again goes on, unless it wants the past.
+    if (WantsPastLocked()) {
+      TryOpenLocked();
+    } else {
+      AliveLocked(WaveNowNs());
+      PumpLocked();
+    }
+  }
+}
+
+}  // namespace tonara

@@ -1,0 +1,102 @@
+// Private to the wave devices: an output on a sound server, which keeps time without it.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/wavedevice.h"
+#include "platform/wavedevice_pulse.h"
+#include "platform/wavedevice_queue.h"
+
+namespace tonara {
+
+/// Alive, it hands bytes to the server as the server asks for them, about 100 ms ahead of the sound;
+/// a block is finished when its last byte has been handed over. Without a request for 300 ms it goes
+/// over to the clock: bytes are dropped at the rate at which they would have sounded, until a stream
+/// asks again. All its work is done on the link's thread; callbacks come from there.
+class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
+ public:
+  /// Null with *pError if the server refuses. Waits for the server until the deadline, no longer; a
+  /// server or device that hasn't answered by then is absent.
+  static std::unique_ptr<CPulseOut> Open(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target,
+                                         const PCMWAVEFORMAT& format, WaveCallback fnDone, int64_t llUntilNs,
+                                         std::string* pError);
+  ~CPulseOut() override;
+
+  bool Write(WaveHeader* pHeader) override;
+  bool Pause() override;
+  bool Restart() override;
+  bool Reset() override;
+  bool GetPosition(uint32_t* pdwFrames) override;
+  bool SetVolume(uint32_t dwVolume) override;
+  [[nodiscard]] std::string ErrorText() const override { return {}; }
+
+ private:
+  enum class Opening { Pending, Ready, Refused };
+
+  CPulseOut(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target, const pa_sample_spec& spec,
+            const pa_channel_map& map, WaveCallback fnDone);
+  bool WaitOpen(int64_t llUntilNs, std::string* pError);
+
+  // On the link's thread, or with libpulse's lock held:
+  void OnServerUp() override { TryOpenLocked(); }
+  void OnServerLost() override;
+  void OnDevices() override { TryOpenLocked(); }
+  void OnTick() override { TryOpenLocked(); }
+  void ServiceLocked();
+  void WatchLocked(int64_t llNow);
+  void PumpLocked();
+  bool HandOverLocked(const uint8_t* pData, uint32_t dwLength);
+  void ClockLocked(int64_t llNow);
+  void TryOpenLocked();
+  pa_stream* NewStreamLocked();
+  void StreamStateLocked(pa_stream* pStream);
+  void StreamFailedLocked(pa_stream* pStream);
+  void StreamRequestLocked(pa_stream* pStream);
+  void AliveLocked(int64_t llNow);
+  void StallLocked();
+  void TellLostLocked();
+  void SetOpening(Opening eOpening, const char* szError);
+  [[nodiscard]] bool IsReadyLocked() const;
+  /// The server has played on without us by more than its buffer and asks for what it missed.
+  [[nodiscard]] bool WantsPastLocked() const;
+  [[nodiscard]] pa_cvolume VolumeLocked() const;
+
+  const std::shared_ptr<CPulseLink> m_pLink;
+  PulseTarget m_target;
+  const pa_sample_spec m_spec;
+  const pa_channel_map m_map;
+  const uint32_t m_dwFrame;
+  uint32_t m_dwTarget;  ///< bytes that the server holds when its buffer is full
+  CWaveQueue m_queue;
+  /// Nothing is left to hand over or to pace: the next Write has to wake the link's thread.
+  std::atomic<bool> m_bHungry{true};
+  std::unique_ptr<CPulseTimer> m_pTimer;
+
+  // Under libpulse's lock.
+  pa_stream* m_pStream = nullptr;  ///< the one that sounds, or may yet
+  pa_stream* m_pNext = nullptr;    ///< to take over from a stalled one, which keeps the sink awake till then
+  int64_t m_llStreamAt = 0;        ///< when the younger of the two was made
+  bool m_bRunning = false;
+  bool m_bAlive = false;     ///< the server's requests set the pace, not the clock
+  bool m_bLostTold = false;  ///< between the notice of a loss and that of the return
+  bool m_bRefusalTold = false;
+  uint64_t m_llHanded = 0;   ///< bytes handed to m_pStream
+  int64_t m_llLastHand = 0;  ///< when
+  int64_t m_llTellAt = 0;    ///< on the clock: when to call it a loss; 0: told or not lost
+  int64_t m_llPausedAt = 0;
+  CWavePace m_pace;
+  uint32_t m_dwVolume = 0xFFFFFFFFu;
+  bool m_bVolumeSet = false;
+
+  std::mutex m_openMutex;
+  std::condition_variable m_openCv;
+  Opening m_eOpening = Opening::Pending;
+  std::string m_szOpenError;
+};
+
+}  // namespace tonara
