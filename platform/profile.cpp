@@ -45,7 +45,7 @@ std::optional<std::string_view> SectionOf(std::string_view line) {
 /// Key of a line "key=value", empty if it is none.
 std::string_view KeyOf(std::string_view line) {
   const size_t equals = line.find('=');
-  if (equals == std::string_view::npos || IsComment(line) || SectionOf(line)) return {};
+  if (equals == std::string_view::npos || IsComment(line) || Trim(line).starts_with('[')) return {};
   return Trim(line.substr(0, equals));
 }
 
@@ -53,17 +53,13 @@ bool IsQuoted(std::string_view value) {
   return value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.front() == value.back();
 }
 
+/// Value of a line in UTF-8.
 std::string ValueOf(std::string_view line) {
   std::string_view value = Trim(line.substr(line.find('=') + 1));
   if (IsQuoted(value)) value = value.substr(1, value.size() - 2);
-  std::string out = ToUtf8(value);
+  std::string out(value);
   std::erase(out, '\0');  // nobody who reads a value expects one
   return out;
-}
-
-/// Whether a name as it stands in the file is that name in UTF-8.
-bool SameName(std::string_view inFile, std::string_view name) {
-  return EqualNoCase(inFile, name) || (!IsUtf8(inFile) && EqualNoCase(ToUtf8(inFile), name));
 }
 
 /// The name would come back the same from a line of its own.
@@ -141,12 +137,14 @@ void CProfile::Parse(std::string_view bytes) {
       if (!bEolKnown) m_szEol = entry.szEol;
       bEolKnown = true;
     }
-    m_bLegacy = m_bLegacy || !IsUtf8(line);
-    if (const auto name = SectionOf(line)) {
-      m_mapFirst.emplace(ToLowerAscii(ToUtf8(*name)), m_vSections.size());
+    entry.szText = line;
+    entry.bUtf8 = IsUtf8(line);
+    m_bLegacy = m_bLegacy || !entry.bUtf8;
+    const std::string decoded = entry.bUtf8 ? std::string() : ToUtf8(line);
+    if (const auto name = SectionOf(entry.bUtf8 ? line : decoded)) {
+      m_mapFirst.emplace(ToLowerAscii(*name), m_vSections.size());
       m_vSections.emplace_back();
     }
-    entry.szText = line;
     m_vSections.back().vLines.push_back(std::move(entry));
   }
 }
@@ -160,25 +158,25 @@ const CProfile::Line* CProfile::FindKey(std::string_view szSection, std::string_
   const Section* pSection = FindSection(szSection);
   if (pSection == nullptr || szKey.empty()) return nullptr;
   const std::string key = ToUtf8(szKey);
-  for (const Line& line : pSection->vLines) {
-    if (SameName(KeyOf(line.szText), key)) return &line;
-  }
-  return nullptr;
+  const auto found = std::find_if(pSection->vLines.begin(), pSection->vLines.end(), [&](const Line& line) {
+    return EqualNoCase(line.bUtf8 ? KeyOf(line.szText) : KeyOf(ToUtf8(line.szText)), key);
+  });
+  return found == pSection->vLines.end() ? nullptr : &*found;
 }
 
 std::string CProfile::GetString(std::string_view szSection, std::string_view szKey, std::string_view szDefault) const {
   const Line* pLine = FindKey(szSection, szKey);
-  return pLine == nullptr ? std::string(szDefault) : ValueOf(pLine->szText);
+  return pLine == nullptr ? std::string(szDefault) : ValueOf(ToUtf8(pLine->szText));
 }
 
 int32_t CProfile::GetInt(std::string_view szSection, std::string_view szKey, int32_t nDefault) const {
   const Line* pLine = FindKey(szSection, szKey);
-  return pLine == nullptr ? nDefault : LeadingInteger<int32_t>(Trim(ValueOf(pLine->szText)));
+  return pLine == nullptr ? nDefault : LeadingInteger<int32_t>(Trim(ValueOf(ToUtf8(pLine->szText))));
 }
 
 uint32_t CProfile::GetUInt(std::string_view szSection, std::string_view szKey, uint32_t dwDefault) const {
   const Line* pLine = FindKey(szSection, szKey);
-  return pLine == nullptr ? dwDefault : LeadingInteger<uint32_t>(Trim(ValueOf(pLine->szText)));
+  return pLine == nullptr ? dwDefault : LeadingInteger<uint32_t>(Trim(ValueOf(ToUtf8(pLine->szText))));
 }
 
 bool CProfile::HasKey(std::string_view szSection, std::string_view szKey) const {
@@ -197,7 +195,10 @@ bool CProfile::HasStrayLines() const {
 
 void CProfile::TurnToUtf8() {
   for (Section& section : m_vSections) {
-    for (Line& line : section.vLines) line.szText = ToUtf8(line.szText);
+    for (Line& line : section.vLines) {
+      line.szText = ToUtf8(line.szText);
+      line.bUtf8 = true;
+    }
   }
   m_bLegacy = false;
 }
@@ -212,18 +213,19 @@ void CProfile::InsertKey(Section& section, std::string szText) {
     for (nAt = 1; nAt < lines.size() && !Trim(lines[nAt].szText).empty();) ++nAt;
   }
   if (lines[nAt - 1].szEol.empty()) lines[nAt - 1].szEol = m_szEol;
-  lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(nAt), Line{std::move(szText), m_szEol});
+  lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(nAt), Line{std::move(szText), m_szEol, true});
 }
 
 void CProfile::AddSection(std::string_view szSection, std::string szText) {
   std::vector<Line>& last = m_vSections.back().vLines;
   if (!last.empty()) {
     if (last.back().szEol.empty()) last.back().szEol = m_szEol;
-    if (!Trim(last.back().szText).empty()) last.push_back(Line{"", m_szEol});
+    if (!Trim(last.back().szText).empty()) last.push_back(Line{"", m_szEol, true});
   }
   m_mapFirst.emplace(ToLowerAscii(szSection), m_vSections.size());
   m_vSections.emplace_back();
-  m_vSections.back().vLines = {Line{"[" + std::string(szSection) + "]", m_szEol}, Line{std::move(szText), m_szEol}};
+  m_vSections.back().vLines = {Line{"[" + std::string(szSection) + "]", m_szEol, true},
+                               Line{std::move(szText), m_szEol, true}};
 }
 
 void CProfile::SetString(std::string_view szSection, std::string_view szKey, std::string_view szValue) {
@@ -233,16 +235,17 @@ void CProfile::SetString(std::string_view szSection, std::string_view szKey, std
   const std::string key = ToUtf8(szKey);
 
   const Line* pFound = FindKey(section, key);
-  if (pFound != nullptr && ValueOf(pFound->szText) == ValueOf("=" + value)) return;
+  if (pFound != nullptr && ValueOf(ToUtf8(pFound->szText)) == ValueOf("=" + value)) return;
   if (m_bLegacy && !IsAscii(section + key + value)) TurnToUtf8();
 
   if (pFound != nullptr) {
     const auto it = m_mapFirst.find(ToLowerAscii(section));
     std::vector<Line>& lines = m_vSections[it->second].vLines;
-    std::string& text = lines[static_cast<size_t>(pFound - lines.data())].szText;
-    size_t nValue = text.find('=') + 1;
-    while (nValue < text.size() && IsBlank(text[nValue])) ++nValue;
-    text = text.substr(0, nValue) + value;
+    Line& line = lines[static_cast<size_t>(pFound - lines.data())];
+    size_t nValue = line.szText.find('=') + 1;
+    while (nValue < line.szText.size() && IsBlank(line.szText[nValue])) ++nValue;
+    line.szText = line.szText.substr(0, nValue) + value;
+    line.bUtf8 = IsUtf8(line.szText);
     return;
   }
   std::string szText = key + "=" + value;

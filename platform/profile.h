@@ -57,6 +57,7 @@ class CProfile {
   struct Line {
     std::string szText;      ///< as in the file, without its end
     std::string_view szEol;  ///< literal "\n", "\r\n", or empty on a last line without one
+    bool bUtf8 = true;       ///< else Windows-1252
   };
   /// The header line and all up to the next header. Section 0 is what stands before the first header.
   struct Section {

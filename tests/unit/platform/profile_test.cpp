@@ -126,6 +126,7 @@ TEST(Profile, ChangesOnlyTheLineItMust) {
       // Names that no line can hold.
       {"[a]\n", "a", "k=x", "1", "[a]\n"},
       {"[a]\n", "a", ";k", "1", "[a]\n"},
+      {"[a]\n", "a", "[k", "x]", "[a]\n"},
       {"[a]\n", "a", "", "1", "[a]\n"},
       {"[a]\n", "a]b", "k", "1", "[a]\n"},
       {"[a]\n", "", "k", "1", "[a]\n"},
@@ -133,6 +134,8 @@ TEST(Profile, ChangesOnlyTheLineItMust) {
       {"[a]\nk=\xE9\n", "a", "n", "1", "[a]\nk=\xE9\nn=1\n"},
       {"[a]\nk=\xE9\n", "a", "n", "é", "[a]\nk=é\nn=é\n"},
       {"[a]\nk=\xE9\n", "a", "k", "é", "[a]\nk=\xE9\n"},
+      // Of a line in Windows-1252 no part is taken for UTF-8, even if it could be.
+      {"[a]\n\xE9=\xC3\xA9\n", "a", "n", "é", "[a]\né=Ã©\nn=é\n"},
       {"[a]\n", "a", "k", "\xE9", "[a]\nk=é\n"},
   };
   for (const auto& c : cases) {
