@@ -51,6 +51,19 @@ std::vector<tonara::MonitorSize> Ecrans() {
   return vEcrans;
 }
 
+// What Qt has to say goes to the session log too. Two remarks of every start without a display or
+// without a log-in session are no news to anybody.
+void AvisDeQt(QtMsgType eType, const QMessageLogContext& /*contexte*/, const QString& szTexte) {
+  if (eType == QtDebugMsg || szTexte.startsWith(QLatin1String("This plugin does not support propagateSizeHints")) ||
+      szTexte.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set"))) {
+    return;
+  }
+  const QByteArray ligne = szTexte.toUtf8();
+  std::fprintf(stderr, "%s\n", ligne.constData());
+  tonara::Trace(1, "Qt : %s\n", ligne.constData());
+  // After a fatal message Qt aborts the process by itself.
+}
+
 void AvisDuSon(const char* szTexte) {
   tonara::Trace(1, "%s\n", szTexte);
 }
@@ -61,6 +74,7 @@ int main(int argc, char* argv[]) {
   const uint64_t llLancementMs = tonara::SystemClock().MonotonicMs();
   const bool bAffichageImpose = Defini("QT_QPA_PLATFORM");
   ChoisitAffichage();
+  qInstallMessageHandler(AvisDeQt);
 
   // First of all, because reading the settings asks for the screens.
   QApplication application(argc, argv);

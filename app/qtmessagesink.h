@@ -15,8 +15,6 @@ namespace tonara {
 /// Is the process's sink for its lifetime. Made and destroyed on the main thread, while the
 /// QApplication exists.
 class CQtMessageSink final : public QObject, public CMessageSink {
-  Q_OBJECT
-
  public:
   using Recepteur = std::function<void(uint32_t uMsg, uintptr_t wParam, intptr_t lParam)>;
 

@@ -1,0 +1,154 @@
+// The manager of the audio programmes and the looped file, on the real mixer over a device played by
+// hand.
+#include "programmes/audioprogram.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "audio/mixout.h"
+#include "core/appcfg.h"
+#include "core/historique.h"
+#include "programmes/audioloopfileprogram.h"
+#include "tests/support/fakeclock.h"
+#include "tests/support/fakewave.h"
+#include "tests/support/mediafiles.h"
+#include "tests/support/tempdir.h"
+
+namespace tonara::test {
+namespace {
+
+constexpr int kTailleMs = 50;
+constexpr int kBloc = 44100 * kTailleMs / 1000 * 2;  // samples, both channels
+
+class AudioProgramTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    g_szAppDir = m_dir.Dir();
+    g_Appcfg = CAppcfg();
+    g_Appcfg.m_szIniPath = m_dir / "tonara.ini";
+    g_Historique.SetPath(m_dir.Dir());
+    g_Historique.SetClock(m_horloge);
+    g_Historique.Enable(true);
+    ASSERT_TRUE(g_Mixout.StartSansThread(0, 4, kTailleMs, 0));
+    g_Mixout.AddGroupe("MUSIQUE", g_Appcfg.Music, g_Appcfg.AutoFade);
+  }
+  void TearDown() override {
+    StopAudioProgram();
+    g_Mixout.StopAll();
+    g_Mixout.Stop();
+    g_Historique.Enable(false);
+  }
+  /// A loop whose PCM tells where in it a sample stands.
+  void EcritBoucle(const std::string& szNom, uint32_t dwMs = 130) {
+    m_dir.Write(szNom, MakeWav({}, MakeNoise(44100, 2, 16, dwMs)));
+  }
+  std::vector<int16_t> Joue(int nBlocs) {
+    std::vector<int16_t> sortie;
+    for (int i = 0; i < nBlocs; ++i) {
+      EXPECT_EQ(m_wave.Play(1), 1);
+      g_Mixout.Tick();
+    }
+    return m_wave.TakePlayed16();
+  }
+  std::string Historique() { return m_dir.Read("Historique.txt"); }
+
+  CTempDir m_dir;
+  CFakeClock m_horloge;
+  CFakeWave m_wave;
+};
+
+TEST_F(AudioProgramTest, DefaultPlaysTheDemonstrationLoopWithoutEnd) {
+  EcritBoucle("Demo/Loop.wav");
+  ASSERT_TRUE(StartAudioProgram());
+  EXPECT_NE(Historique().find(" - *** Start Programme PAD audio (" + m_dir.Dir() + "Demo/Loop.wav)\n"),
+            std::string::npos);
+  std::string szTitre;
+  ASSERT_TRUE(GetAudioProgram()->GetTitre(&szTitre));
+  EXPECT_EQ(szTitre, "Loop.wav");
+  EXPECT_FALSE(GetAudioProgram()->GetTitre(nullptr));
+
+  // 130 ms of file, 1 s of sound: each sample is the file's, to within the mixer's rounding.
+  const std::vector<int16_t> sortie = Joue(20);
+  ASSERT_EQ(sortie.size(), 20U * kBloc);
+  const std::string pcm = MakeNoise(44100, 2, 16, 130);
+  const size_t nFichier = pcm.size() / 2;
+  for (size_t i = 0; i < sortie.size(); ++i) {
+    int16_t nAttendu = 0;
+    std::memcpy(&nAttendu, pcm.data() + i % nFichier * 2, 2);
+    ASSERT_LE(std::abs(sortie[i] - nAttendu), 1) << "sample " << i;
+  }
+}
+
+TEST_F(AudioProgramTest, StartsAndStopsOnceHoweverOftenAsked) {
+  EcritBoucle("Demo/Loop.wav");
+  EXPECT_TRUE(StartAudioProgram());
+  EXPECT_TRUE(StartAudioProgram());
+  EXPECT_EQ(g_Mixout.NbTranchesPrises(), 1);
+  const std::string szHistorique = Historique();
+  EXPECT_EQ(szHistorique.find("***"), szHistorique.rfind("*** Start"));
+  StopAudioProgram();
+  EXPECT_EQ(g_Mixout.NbTranchesPrises(), 0);
+  EXPECT_EQ(GetAudioProgram(), nullptr);
+  StopAudioProgram();
+  EXPECT_TRUE(StartAudioProgram());
+  EXPECT_EQ(g_Mixout.NbTranchesPrises(), 1);
+}
+
+TEST_F(AudioProgramTest, FileFromAnOlderMachineIsFoundAndPlaysAtTheMusicLevel) {
+  EcritBoucle("Musiques/Calme.wav");
+  m_dir.Write("tonara.ini", "[loopfile]\r\npathloopfile = \"" + m_dir.Dir() + "Musiques\\CALME.WAV\"\r\n");
+  g_Appcfg.Music = -20.0F;  // a tenth
+  g_Mixout.SetLevelGroupe("MUSIQUE", g_Appcfg.Music);
+  ASSERT_TRUE(StartAudioProgram());
+  const std::vector<int16_t> sortie = Joue(2);
+  const std::string pcm = MakeNoise(44100, 2, 16, 130);
+  for (size_t i = 0; i < 2U * kBloc; ++i) {
+    int16_t nFichier = 0;
+    std::memcpy(&nFichier, pcm.data() + i * 2, 2);
+    ASSERT_NEAR(sortie[i], nFichier / 10.0, 2.0) << "sample " << i;
+  }
+}
+
+TEST_F(AudioProgramTest, MissingFileLeavesSilenceAndTheNextStartTriesAnew) {
+  EXPECT_FALSE(StartAudioProgram());
+  EXPECT_EQ(g_Mixout.NbTranchesPrises(), 0);
+  // The failed programme stays, so that the operator sees what should play; stopping passes over it.
+  ASSERT_NE(GetAudioProgram(), nullptr);
+  StopAudioProgram();
+  ASSERT_NE(GetAudioProgram(), nullptr);
+
+  EcritBoucle("Demo/Loop.wav");
+  EXPECT_TRUE(StartAudioProgram());
+  EXPECT_EQ(g_Mixout.NbTranchesPrises(), 1);
+}
+
+TEST_F(AudioProgramTest, NoProgrammeAndUnknownOnesAreSilence) {
+  for (const int nType : {0, -1, 5, 99}) {
+    EXPECT_EQ(CreateAudioProgram(nType, g_Appcfg.m_szIniPath), nullptr) << nType;
+    g_Appcfg.MusicSource = nType;
+    m_dir.Write("Historique.txt", "");
+    EXPECT_FALSE(StartAudioProgram());
+    EXPECT_NE(Historique().find(" - *** Aucun programme audio\n"), std::string::npos) << nType;
+  }
+  EXPECT_FALSE(m_wave.IsOpen());
+}
+
+TEST_F(AudioProgramTest, SavedPathComesBackAndOtherKeysStay) {
+  m_dir.Write("tonara.ini", "; shop 12\n[Mix]\nDeviceOut=Fake\n[LoopFile]\nAutre=1\n");
+  CAudioLoopFileProgram programme(g_Appcfg.m_szIniPath);
+  EXPECT_EQ(programme.m_szPath, m_dir.Dir() + "Demo/Loop.wav");
+  programme.m_szPath = "/srv/été & hiver/boucle 1.mp3";
+  ASSERT_TRUE(programme.Save(g_Appcfg.m_szIniPath));
+  EXPECT_EQ(m_dir.Read("tonara.ini"),
+            "; shop 12\n[Mix]\nDeviceOut=Fake\n[LoopFile]\nAutre=1\nPathLoopFile=/srv/été & hiver/boucle 1.mp3\n");
+  EXPECT_EQ(CAudioLoopFileProgram(g_Appcfg.m_szIniPath).m_szPath, programme.m_szPath);
+  // Without a settings file nothing is read.
+  EXPECT_TRUE(CAudioLoopFileProgram("").m_szPath.empty());
+  EXPECT_FALSE(programme.Save(m_dir / "no folder/tonara.ini"));
+}
+
+}  // namespace
+}  // namespace tonara::test
