@@ -1,6 +1,8 @@
 #include "audio/mpgdecoder.h"
 
 #include <mpg123.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -28,6 +30,15 @@ constexpr const char* kDecodeur = "generic";
 uint32_t Entete(const uint8_t* p) {
   return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 8 |
          p[3];
+}
+
+/// Writes to standard output unless that would block or raise SIGPIPE: we are inside a mix pass, and
+/// whoever started the program may have stopped reading long ago. A pipe that is ready has room for
+/// 4 KB (PIPE_BUF).
+void EcritSortie(const char* szTexte) {
+  pollfd sortie{STDOUT_FILENO, POLLOUT, 0};
+  if (poll(&sortie, 1, 0) != 1 || sortie.revents != POLLOUT) return;
+  [[maybe_unused]] const ssize_t iEcrits = write(STDOUT_FILENO, szTexte, std::strlen(szTexte));
 }
 
 }  // namespace
@@ -118,6 +129,19 @@ bool CMPGDecoder::Lit(uint8_t* pDest, int iWanted) {
   return true;
 }
 
+/// Slides on byte by byte from the four in m_Trame until they are a header.
+bool CMPGDecoder::Glisse(int64_t llDebut, CMPGHeader* pHeader) {
+  uint32_t dwMot = Entete(m_Trame);
+  while (!ParseHeader(dwMot, pHeader)) {
+    uint8_t octet = 0;
+    if (m_iLus - llDebut >= m_llLimite || m_pfnRead(&octet, 1, m_pUser) != 1) return false;
+    ++m_iLus;
+    dwMot = dwMot << 8 | octet;
+  }
+  for (int i = 0; i < kTailleEntete; ++i) m_Trame[i] = static_cast<uint8_t>(dwMot >> (8 * (kTailleEntete - 1 - i)));
+  return m_iLus - llDebut < m_llLimite;
+}
+
 /// Leaves header and body of the next frame in m_Trame, and its figures in the fields.
 bool CMPGDecoder::Synchronise() {
   const int64_t llDebut = m_iLus;
@@ -128,12 +152,7 @@ bool CMPGDecoder::Synchronise() {
     // another header. That second frame is the one we take; the first has served as its witness.
     bool bConfirmee = false;
     while (!bConfirmee) {
-      if (m_iLus - llDebut >= m_llLimite) return false;
-      if (!ParseHeader(Entete(m_Trame), &header)) {
-        std::memmove(m_Trame, m_Trame + 1, kTailleEntete - 1);
-        if (!Lit(m_Trame + kTailleEntete - 1, 1)) return false;
-        continue;
-      }
+      if (!Glisse(llDebut, &header)) return false;
       if (!Lit(m_Trame + kTailleEntete, header.iCorps) || !Lit(m_Trame, kTailleEntete)) return false;
       bConfirmee = ParseHeader(Entete(m_Trame), &header);
       if (!bConfirmee && !Lit(m_Trame, kTailleEntete)) return false;
@@ -147,9 +166,10 @@ bool CMPGDecoder::Synchronise() {
   m_iStereo = header.iStereo;
   const int64_t llTrame = m_iLus - kTailleEntete;
   if (!Lit(m_Trame + kTailleEntete, header.iCorps)) {
-    std::printf("\nBroken frame at 0x%X                                                  \n",
-                static_cast<unsigned>(llTrame));
-    std::fflush(stdout);
+    char ligne[128];
+    std::snprintf(ligne, sizeof ligne, "\nBroken frame at 0x%X                                                  \n",
+                  static_cast<unsigned>(llTrame));
+    EcritSortie(ligne);
     return false;
   }
   return true;

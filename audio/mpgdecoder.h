@@ -90,6 +90,7 @@ class CMPGDecoder {
   static constexpr int kMaxCorps = 1280;
 
   bool Lit(uint8_t* pDest, int iWanted);
+  bool Glisse(int64_t llDebut, CMPGHeader* pHeader);
   bool Synchronise();
   void Decode();
   bool OuvreMpg();

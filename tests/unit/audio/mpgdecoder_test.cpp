@@ -1,8 +1,11 @@
 #include "audio/mpgdecoder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -192,6 +195,28 @@ TEST(MpgDecoder, LastFrameCutShortIsReported) {
   EXPECT_EQ(DecodeAll(clip.substr(0, clip.size() - frames.back().size() + 3)), whole);  // not even a header
   EXPECT_EQ(DecodeAll("no frame, \xFF\xFB\x90\x64 but a candidate"), "");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(MpgDecoder, NobodyReadingStandardOutputHoldsNothingUp) {
+  const std::string clip = Clip();
+  const std::string whole = DecodeAll(clip);
+  std::fflush(stdout);
+  const int iStdout = dup(STDOUT_FILENO);
+  for (const bool bClosed : {false, true}) {
+    int pipe[2];
+    ASSERT_EQ(pipe2(pipe, O_NONBLOCK), 0);
+    while (write(pipe[1], "full", 4) > 0) {
+    }
+    fcntl(pipe[1], F_SETFL, 0);  // a write would now block, or raise SIGPIPE
+    if (bClosed) close(pipe[0]);
+    dup2(pipe[1], STDOUT_FILENO);
+    const std::string pcm = DecodeAll(clip.substr(0, clip.size() - 1));
+    dup2(iStdout, STDOUT_FILENO);
+    close(pipe[1]);
+    if (!bClosed) close(pipe[0]);
+    EXPECT_EQ(pcm, whole.substr(0, whole.size() - 4608));
+  }
+  close(iStdout);
 }
 
 TEST(MpgDecoder, NoFrameInFreeFormatTextOrNothing) {
