@@ -1,0 +1,206 @@
+// Session log, broadcast history and the warning.
+#include "core/log.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <clocale>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "core/historique.h"
+#include "core/warning.h"
+#include "tests/support/fakeclock.h"
+#include "tests/support/tempdir.h"
+
+namespace tonara {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Never destroyed: the log keeps a reference, and threads may trace to the end.
+test::CFakeClock& Clock() {
+  static test::CFakeClock clock(2026, 3, 4, 5, 6, 7);
+  return clock;
+}
+
+class Log : public testing::Test {
+ protected:
+  void SetUp() override {
+    Clock().SetLocal(2026, 3, 4, 5, 6, 7);
+    LogSetClock(Clock());
+  }
+  void TearDown() override { LogClose(); }
+  void Open() {
+    LogSetFile(m_dir.Dir(), "tonara.log", true);
+    ASSERT_TRUE(LogOpen());
+  }
+  [[nodiscard]] std::string Text() const { return m_dir.Read("tonara.log"); }
+  test::CTempDir m_dir;
+};
+
+constexpr const char* kBegin = "\n03/04/26-05:06:07 : *************** Nouvelle session *******************\n";
+constexpr const char* kEnd = "03/04/26-05:06:07 : *************** Fin session *******************\n\n";
+
+TEST_F(Log, SessionBetweenBanners) {
+  LogSetFile(m_dir.Dir(), "tonara.log", true);
+  Trace(1, "before\n");
+  EXPECT_FALSE(m_dir.Exists("tonara.log"));
+  ASSERT_TRUE(LogOpen());
+  EXPECT_FALSE(LogOpen()) << "open already";
+  Trace(1, "Déclenche Autofade (à %.1f dB)\n", -12.0);
+  Trace(0, "***************************************\n");
+  Trace(3, "half a ");
+  Trace(2, "line\n");
+  Trace(0, "%s\n", std::string(5000, 'x').c_str());
+  LogClose();
+  Trace(1, "after\n");
+  const std::string session = std::string(kBegin) + "03/04/26-05:06:07 : Déclenche Autofade (à -12.0 dB)\n" +
+                              "***************************************\n" + "03/04/26-05:06:07 : half a line\n" +
+                              std::string(5000, 'x') + "\n" + kEnd;
+  EXPECT_EQ(Text(), session);
+  Open();
+  LogClose();
+  EXPECT_EQ(Text(), session + kBegin + kEnd);
+}
+
+TEST_F(Log, OffTouchesNothing) {
+  LogSetFile(m_dir.Dir(), "tonara.log", false);
+  EXPECT_FALSE(LogOpen());
+  Trace(1, "x\n");
+  LogClose();
+  EXPECT_FALSE(m_dir.Exists("tonara.log"));
+}
+
+TEST_F(Log, AFileThatCannotBeOpened) {
+  fs::create_directory(m_dir / "tonara.log");
+  LogSetFile(m_dir.Dir(), "tonara.log", true);
+  EXPECT_FALSE(LogOpen());
+  Trace(1, "x\n");
+  fs::remove(m_dir / "tonara.log");
+  ASSERT_EQ(mkfifo((m_dir / "tonara.log").c_str(), 0600), 0);
+  EXPECT_FALSE(LogOpen()) << "and without waiting for a reader";
+}
+
+TEST_F(Log, DeletedMeanwhileIsMadeAnew) {
+  Open();
+  fs::remove(m_dir / "tonara.log");
+  Trace(1, "x\n");
+  EXPECT_EQ(Text(), "03/04/26-05:06:07 : x\n");
+}
+
+TEST_F(Log, DecimalPointInAnyLocale) {
+  if (std::setlocale(LC_NUMERIC, "fr_FR.UTF-8") == nullptr) GTEST_SKIP() << "no French locale here";
+  Open();
+  Trace(0, "%.1f\n", -6.5);
+  std::setlocale(LC_NUMERIC, "C");
+  EXPECT_NE(Text().find("-6.5\n"), std::string::npos);
+}
+
+TEST_F(Log, LinesOfManyThreadsStayWhole) {
+  Open();
+  std::vector<std::thread> threads;
+  threads.reserve(4);
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([i] {
+      for (int n = 0; n < 250; ++n) Trace(1, "thread %d line %d %s\n", i, n, std::string(200, 'x').c_str());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::istringstream log(Text());
+  const std::regex whole("03/04/26-05:06:07 : thread [0-3] line \\d+ x{200}");
+  int nWhole = 0;
+  for (std::string line; std::getline(log, line);) nWhole += std::regex_match(line, whole) ? 1 : 0;
+  EXPECT_EQ(nWhole, 1000);
+}
+
+TEST_F(Log, RepeatedFailuresAtGrowingIntervals) {
+  Open();
+  const size_t nBanner = Text().size();
+  for (int i = 0; i < 150; ++i) TraceOnce("disk", "disk full");
+  const std::string stamp = "03/04/26-05:06:07 : ";
+  const std::string expected =
+      stamp + "disk full\n" + stamp + "disk full (10 fois)\n" + stamp + "disk full (100 fois)\n";
+  EXPECT_EQ(Text().substr(nBanner), expected);
+  TraceOnceClear("disk");
+  TraceOnce("disk", "100 %s full");
+  EXPECT_EQ(Text().substr(nBanner), expected + stamp + "100 %s full\n");
+
+  // A flood of other keys takes the places of the silent ones, not of the one that goes on.
+  const size_t nBefore = Text().size();
+  for (int i = 0; i < 1000; ++i) {
+    TraceOnce("key" + std::to_string(i), "k");
+    TraceOnce("disk", "still");
+  }
+  EXPECT_EQ(Text().substr(nBefore).size(), (1000 * (stamp + "k\n").size()) + (stamp + "still (10 fois)\n").size() +
+                                               (stamp + "still (100 fois)\n").size() +
+                                               (stamp + "still (1000 fois)\n").size());
+}
+
+TEST(Historique, OneLineForEachBroadcast) {
+  const test::CTempDir dir;
+  CHistorique history;
+  history.SetClock(Clock());
+  history.SetPath(dir.Dir());
+  history.Add("%s (Message audio)\n", "/a.mp3");
+  EXPECT_FALSE(dir.Exists("Historique.txt")) << "off at first";
+  history.Enable(true);
+  history.Add("<----- DEMARRAGE APPLICATION ----->\n");
+  history.Add("%s (Message audio)\n", "/Messages/promo 100%s.mp3");
+  const std::string stamp = "03/04/26 05:06:07 - ";
+  const std::string two =
+      stamp + "<----- DEMARRAGE APPLICATION ----->\n" + stamp + "/Messages/promo 100%s.mp3 (Message audio)\n";
+  EXPECT_EQ(dir.Read("Historique.txt"), two);
+
+  fs::rename(dir / "Historique.txt", dir / "kept.txt");
+  history.Add("x\n");
+  EXPECT_EQ(dir.Read("Historique.txt"), stamp + "x\n") << "made anew";
+
+  fs::remove(dir / "Historique.txt");
+  history.Add("%s\n", (std::string(1020, 'x') + "éé").c_str());
+  EXPECT_EQ(dir.Read("Historique.txt"), stamp + std::string(1020, 'x') + "é\n");
+  fs::remove(dir / "Historique.txt");
+  fs::create_directory(dir / "Historique.txt");
+  history.Add("lost\n");
+  fs::remove(dir / "Historique.txt");
+  history.Enable(false);
+  history.Add("x\n");
+  EXPECT_FALSE(dir.Exists("Historique.txt"));
+}
+
+TEST(Warning, OneTextAtATime) {
+  CWarning warning;
+  EXPECT_FALSE(warning.Poll());
+  warning.SetText("a");
+  EXPECT_TRUE(warning.Poll()) << "pending before there is a button";
+  std::vector<std::string> said;
+  std::function<void()> meanwhile = [] {};
+  warning.SetButton({[&](bool bShown) { said.emplace_back(bShown ? "show" : "hide"); },
+                     [&](const std::string& szText, const std::string& szCaption) {
+                       said.push_back(szCaption + ":" + szText);
+                       meanwhile();
+                     }});
+  warning.SetText("b");
+  EXPECT_TRUE(warning.Poll());
+  warning.Show();
+  EXPECT_FALSE(warning.Poll());
+  warning.Show();  // nothing pending: no box
+  EXPECT_EQ(said, (std::vector<std::string>{"show", "ATTENTION:b", "hide"}));
+
+  said.clear();
+  warning.SetText("c");
+  meanwhile = [&] { std::thread([&] { warning.SetText(std::string(1022, 'x') + "é"); }).join(); };
+  warning.Show();
+  meanwhile = [] {};
+  EXPECT_TRUE(warning.Poll()) << "what came while the box was up is still to be seen";
+  warning.Show();
+  EXPECT_EQ(said.back(), "hide");
+  EXPECT_EQ(said[said.size() - 2], "ATTENTION:" + std::string(1022, 'x'));
+  EXPECT_FALSE(warning.Poll());
+}
+
+}  // namespace
+}  // namespace tonara
