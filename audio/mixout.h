@@ -124,6 +124,7 @@ class CMixout {
   bool StartSansThread(int iDevice, int iNbBuffers, int iTailleMs, uint32_t dwDureeMax);
 
  private:
+  friend struct CMixoutEssai;
   // mixout.cpp: tranches and device.
   TRANCHE_MIX* TrancheLocked(int nTranche) REQUIRES(m_Lock);
   void DemarreLocked(int iDevice, int iNbBuffers, int iTailleMs, uint32_t dwDureeMax) REQUIRES(m_Lock);

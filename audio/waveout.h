@@ -76,6 +76,7 @@ class CWaveOut : public CSortie {
   [[nodiscard]] uint64_t EchEcrites();
 
  private:
+  friend struct CMixoutEssai;  ///< tests: an output that has played for months
   void TraceErreur(const char* szOperation, const std::string& szTexte) REQUIRES(m_Lock);
   bool AlloueLocked(uint32_t dwNbBuffers) REQUIRES(m_Lock);
   void LibereLocked() REQUIRES(m_Lock);

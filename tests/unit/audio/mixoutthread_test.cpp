@@ -1,0 +1,122 @@
+// The mixer with its thread, and callers on several others.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "audio/ramaudio.h"
+#include "tests/unit/audio/mixoutfixture.h"
+
+namespace tonara {
+namespace {
+
+class MixoutThread : public MixoutFixture {
+ protected:
+  MixoutThread() {
+    m_mixout.Stop();
+    EXPECT_TRUE(m_mixout.Start(0, 10, 50, 0));
+  }
+  /// Waits for a condition, a minute at most.
+  template <class F>
+  static bool Attend(F fnVrai) {
+    for (int n = 0; n < 60000; ++n) {
+      if (fnVrai()) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+  }
+};
+
+TEST_F(MixoutThread, RefillsByItselfClosesAndStartsAgain) {
+  EXPECT_FALSE(m_mixout.Start(0, 10, 50, 0));  // it runs
+  for (int nFois = 0; nFois < 3; ++nFois) {
+    ASSERT_EQ(Play(Ton("a.wav", 441, 700)), 1);
+    // Four blocks more than were prefilled, then the end.
+    ASSERT_TRUE(Attend([&] {
+      m_wave.Play(1);
+      return !m_wave.IsOpen();
+    }));
+    EXPECT_EQ(m_wave.TakePlayed().size(), 4U * 30870U);
+    m_mixout.StopAll();
+    m_mixout.Stop();
+    ASSERT_TRUE(m_mixout.Start(0, 10, 50, 0));
+  }
+  // A device that was opened for nothing closes without a block to wake anybody.
+  ASSERT_EQ(Play(Wav("vide.wav", "")), 1);
+  EXPECT_TRUE(Attend([&] { return !m_wave.IsOpen(); }));
+}
+
+TEST_F(MixoutThread, StopAllBreaksABlockedRead) {
+  CRAMAudio ram(2, 44100, 16, 60000);
+  {
+    CGuard guard(ram.m_Lock);
+    const std::vector<uint8_t> deuxBlocs(2 * 8820, 1);
+    ram.m_pFifo->Ecrit(deuxBlocs.data(), static_cast<uint32_t>(deuxBlocs.size()));
+  }
+  std::atomic<bool> bRendu{false};
+  int nTranche = 0;
+  std::thread lecteur([&] {
+    nTranche = Play(MakeRamPath(&ram));  // blocks on the third block, under the lock
+    bRendu = true;
+  });
+  ASSERT_TRUE(Attend([&] {
+    CGuard guard(ram.m_Lock);
+    return ram.m_pFifo->GetCount() == 0;
+  }));
+  const auto debut = std::chrono::steady_clock::now();
+  m_mixout.StopAll();
+  lecteur.join();
+  EXPECT_TRUE(bRendu);
+  EXPECT_EQ(nTranche, 1);
+  // Unbroken it would have held out for five seconds.
+  EXPECT_LT(std::chrono::steady_clock::now() - debut, std::chrono::seconds(4));
+  EXPECT_EQ(m_mixout.NbTranchesPrises(), 0);
+}
+
+TEST_F(MixoutThread, ManyCallersWhileItPlays) {
+  const std::string szPath = Ton("a.wav", 441, 400);
+  const std::string szAutre = Ton("b.wav", 441, 400, Forme(22050, 1, 8));
+  std::atomic<bool> bFini{false};
+  std::atomic<int> nJoues{0};
+  std::atomic<int> nReussis{0};
+  std::thread carte([&] {
+    while (!bFini) {
+      nJoues += m_wave.Play(1);
+      std::this_thread::yield();
+    }
+  });
+  const auto appelant = [&](int nGraine) {
+    for (int n = 0; n < 150; ++n) {
+      const int nTranche = m_mixout.PlayFichier(n % 10 == 9 ? szAutre : szPath, n % 50 == 7 ? kPlayExclusif : kPlayMixe,
+                                                0, 0, 20, 20, -20.0F, n % 3 == 0, 0, 0, n % 2 ? "MUSIQUE" : "MESSAGE");
+      nReussis += nTranche != 0 ? 1 : 0;
+      m_mixout.FadeAll(100, -12.0F, n % 2);
+      m_mixout.FadeTranche(nTranche, 50, -3.0F, 1);
+      m_mixout.GetPosTranche(nTranche, nullptr, nullptr);
+      m_mixout.SetEtatGroupe("MUSIQUE", static_cast<uint32_t>(n & 1));
+      m_mixout.SetLevelGroupe("MUSIQUE", static_cast<float>(-n % 20));
+      float niveaux[2];
+      m_mixout.GetNiveaux(niveaux, niveaux, 2);
+      PCMWAVEFORMAT format;
+      m_mixout.GetFormat(n % 2 == 0, &format);
+      if (n % 4 == 0) m_mixout.FinTranche(nTranche, 30);
+      m_mixout.StopTranche(n % 5 == 0 ? (n + nGraine) % 11 : nTranche);
+    }
+  };
+  std::vector<std::thread> appelants;
+  for (int n = 0; n < 3; ++n) appelants.emplace_back(appelant, n);
+  for (std::thread& t : appelants) t.join();
+  m_mixout.StopAll();
+  EXPECT_EQ(m_mixout.NbTranchesPrises(), 0);
+  EXPECT_FALSE(m_mixout.IsActif());
+  EXPECT_TRUE(Attend([&] { return !m_wave.IsOpen(); }));  // the leftovers play out, then it closes
+  bFini = true;
+  carte.join();
+  m_mixout.Stop();
+  EXPECT_GT(nReussis, 50);
+  EXPECT_GT(nJoues, 0);
+}
+
+}  // namespace
+}  // namespace tonara
