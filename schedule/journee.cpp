@@ -105,7 +105,10 @@ bool CJournee::Derouler(uint32_t nMode) {
   }
 
   MinutesServies servies{};
-  if (nMode != kGenerationJour && m_dwDatePlan == dwDate) servies = MinutesDejaServies();
+  if (nMode != kGenerationJour && m_dwDatePlan == dwDate) {
+    nMode = kGenerationComplete;  // whatever it was asked with: this day has had its beginning
+    servies = MinutesDejaServies();
+  }
   m_dwDatePlan = 0;
   PurgeEvents(nMode == kGenerationJour);
   if (nMode == kGenerationJour) Reporter();

@@ -1,0 +1,225 @@
+// What each kind of event does to the mixer, the screen, the music and the history.
+#include "schedule/event.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/dayharness.h"
+#include "tests/support/fakescreen.h"
+
+namespace tonara::test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class Event : public ::testing::Test {
+ protected:
+  void SetUp() override { day.Demarre(); }
+  std::unique_ptr<CEvent> Cree(int nType, const std::string& szPath) {
+    std::unique_ptr<CEvent> pEvent = CreeEvent(nType, day.context);
+    EXPECT_TRUE(pEvent->SetPath(szPath.c_str()));
+    return pEvent;
+  }
+  /// Plays it to its end; false if it doesn't end.
+  bool Joue(CEvent& event, bool bFin) {
+    event.Start(bFin);
+    return day.AvanceTantQue([&] { return !event.CheckEnd(); }, 10);
+  }
+  CDay day;
+};
+
+TEST_F(Event, EachClass) {
+  const struct {
+    int nType;
+    const char* szTypeName;
+    bool bCache, bAutofade;
+    uint32_t dwDown, dwUp;
+    const char* szCle;
+  } cas[] = {{kEventMsgAudio, "MESSAGE AUDIO", false, true, 1000, 2000, "PathDecro"},
+             {kEventMsgVideo, "MESSAGE VIDEO", false, true, 1000, 2000, "PathDecro"},
+             {kEventMsgImage, "MESSAGE IMAGE", false, false, 0, 2000, "PathDecro"},
+             {kEventVirgule, "VIRGULE", true, true, 1000, 0, "PathVirgule"},
+             {kEventJingle, "JINGLE", false, true, 200, 500, "PathJingle"}};
+  for (const auto& c : cas) {
+    SCOPED_TRACE(c.szTypeName);
+    const std::unique_ptr<CEvent> pEvent = CreeEvent(c.nType, day.context);
+    EXPECT_EQ(pEvent->m_nType, c.nType);
+    EXPECT_EQ(pEvent->m_szNom, c.szTypeName);
+    EXPECT_EQ(pEvent->m_bCache, c.bCache);
+    EXPECT_EQ(pEvent->m_bAutofade, c.bAutofade);
+    EXPECT_EQ(pEvent->m_dwFadeDown, c.dwDown);
+    EXPECT_EQ(pEvent->m_dwFadeUp, c.dwUp);
+    EXPECT_FALSE(pEvent->IsSpecial());
+    std::string text;
+    EXPECT_TRUE(pEvent->GetFileName(&text));
+    EXPECT_EQ(text, "A définir");
+    EXPECT_FALSE(pEvent->GetFileName(nullptr));
+    EXPECT_TRUE(pEvent->GetTypeName(&text));
+    EXPECT_EQ(text, c.szTypeName);
+    EXPECT_FALSE(pEvent->SetPath(nullptr));
+    EXPECT_TRUE(pEvent->SetPath("C:\\Messages\\promo d'été.v2.mp3"));
+    EXPECT_TRUE(pEvent->GetFileName(&text));
+    EXPECT_EQ(text, "promo d'été.v2");
+    EXPECT_EQ(pEvent->m_szNom, c.nType == kEventJingle ? "JINGLE" : "promo d'été.v2");
+
+    const std::string ini = day.dir / "evenement.ini";
+    EXPECT_TRUE(pEvent->Save("Section", ini.c_str()));
+    EXPECT_THAT(day.dir.Read("evenement.ini"), HasSubstr(std::string(c.szCle) + "=C:\\Messages\\promo d'été.v2.mp3"));
+    const std::unique_ptr<CEvent> pAutre = CreeEvent(c.nType, day.context);
+    EXPECT_TRUE(pAutre->Load("Section", ini.c_str()));
+    EXPECT_EQ(pAutre->m_szPath, pEvent->m_szPath.str());
+  }
+  EXPECT_EQ(CreeEvent(0, day.context), nullptr);
+  EXPECT_EQ(CreeEvent(10, day.context), nullptr);
+}
+
+TEST_F(Event, AudioClassesPlayInTheGroupOfTheMessages) {
+  for (const int nType : {kEventMsgAudio, kEventVirgule, kEventJingle}) {
+    const auto pEvent = Cree(nType, day.Wav("a.wav", 1000));
+    EXPECT_TRUE(pEvent->Start(true));
+    EXPECT_EQ(pEvent->m_nTranche, 1);
+    EXPECT_TRUE(g_bAutofadeActif);
+    EXPECT_TRUE(pEvent->Start(true));
+    EXPECT_EQ(day.mixout.NbTranchesPrises(), 1) << "a second start does nothing";
+    day.Pas();
+    EXPECT_FALSE(pEvent->CheckEnd());
+    ASSERT_TRUE(day.AvanceTantQue([&] { return !pEvent->CheckEnd(); }, 5));
+    EXPECT_EQ(day.mixout.NbTranchesPrises(), 0);
+    EXPECT_EQ(pEvent->m_nTranche, 0);
+    EXPECT_FALSE(g_bAutofadeActif);
+    EXPECT_TRUE(pEvent->CheckEnd());
+  }
+  EXPECT_THAT(day.Historique(), ElementsAre("09:00:00 a.wav (Message audio)", HasSubstr(" a.wav (Virgule audio)"),
+                                            HasSubstr(" a.wav (Jingle)")));
+}
+
+TEST_F(Event, AFileThatCannotPlayEndsAtOnceAndIsInTheHistory) {
+  const auto pEvent = Cree(kEventMsgAudio, day.dir / "absent.wav");
+  EXPECT_TRUE(pEvent->Start(true));
+  EXPECT_TRUE(g_bAutofadeActif);
+  EXPECT_TRUE(pEvent->CheckEnd());
+  EXPECT_FALSE(g_bAutofadeActif);
+  EXPECT_THAT(day.Historique(), ElementsAre("09:00:00 absent.wav (Message audio)"));
+}
+
+TEST_F(Event, ScreenAbsent) {
+  for (const int nType : {kEventMsgImage, kEventMsgVideo}) {
+    const auto pEvent = Cree(nType, "a.png");
+    EXPECT_TRUE(pEvent->Start(true));
+    EXPECT_TRUE(pEvent->CheckEnd());
+    EXPECT_FALSE(g_bAutofadeActif);
+  }
+  EXPECT_THAT(day.Historique(), IsEmpty());
+}
+
+TEST_F(Event, ImageSuspendsTheProgrammeAndHidesTheBand) {
+  CFakeScreen screen;
+  day.cfg.DureeMsgImage = 7000;
+  const auto pEvent = Cree(kEventMsgImage, "/p/a.png");
+  pEvent->Start(true);
+  EXPECT_THAT(screen.m_joues, ElementsAre("image /p/a.png 7000"));
+  EXPECT_TRUE(screen.m_bSuspendu);
+  EXPECT_FALSE(screen.m_bande.m_bVisible);
+  EXPECT_FALSE(g_bAutofadeActif);
+  EXPECT_FALSE(pEvent->CheckEnd());
+  screen.m_bDone = true;
+  EXPECT_TRUE(pEvent->CheckEnd());
+  EXPECT_FALSE(screen.m_bSuspendu);
+  EXPECT_TRUE(screen.m_bande.m_bVisible);
+  EXPECT_FALSE(screen.m_bande.m_bSuspendu);
+  EXPECT_THAT(day.Historique(), ElementsAre("09:00:00 a.png (Message image)"));
+}
+
+TEST_F(Event, TheBandStaysWhenAllowedOrOff) {
+  CFakeScreen screen;
+  day.cfg.EnableSyntheOnMessage = true;
+  Cree(kEventMsgImage, "a.png")->Start(true);
+  EXPECT_TRUE(screen.m_bande.m_bVisible);
+  day.cfg.EnableSyntheOnMessage = false;
+  const auto pEvent = Cree(kEventMsgImage, "a.png");
+  pEvent->Start(true);
+  EXPECT_FALSE(screen.m_bande.m_bVisible);
+  screen.m_bande.m_bEnable = false;  // switched off meanwhile by the operator
+  screen.m_bDone = true;
+  pEvent->CheckEnd();
+  EXPECT_FALSE(screen.m_bande.m_bVisible);
+  EXPECT_TRUE(screen.m_bande.m_bSuspendu) << "until the next end of a sequence with the band on";
+}
+
+TEST_F(Event, FilmsAndTheMusic) {
+  CFakeScreen screen;
+  const struct {
+    float fNiveau;
+    bool bBaisse;
+  } cas[] = {{0.0F, true}, {-59.9F, true}, {-60.0F, false}, {-80.0F, false}};
+  for (const auto& c : cas) {
+    day.cfg.MessageVideo = c.fNiveau;
+    const auto pEvent = Cree(kEventMsgVideo, "f.mkv");
+    pEvent->Start(true);
+    EXPECT_EQ(g_bAutofadeActif, c.bBaisse) << c.fNiveau;
+    screen.m_bDone = true;
+    EXPECT_TRUE(pEvent->CheckEnd());
+    EXPECT_FALSE(g_bAutofadeActif);
+  }
+  // A silent film behind an audio message of its chain brings the music back.
+  day.cfg.MessageVideo = -60.0F;
+  const auto pAudio = Cree(kEventMsgAudio, day.Wav("a.wav", 200));
+  ASSERT_TRUE(Joue(*pAudio, false));
+  EXPECT_TRUE(g_bAutofadeActif);
+  const auto pFilm = Cree(kEventMsgVideo, "f.mkv");
+  pFilm->Start(true);
+  EXPECT_FALSE(g_bAutofadeActif);
+  EXPECT_THAT(screen.m_joues, Contains("film f.mkv -60"));
+}
+
+TEST_F(Event, AFilmThatDoesNotOpenEndsAtOnce) {
+  CFakeScreen screen;
+  screen.m_bFilmsOuvrent = false;
+  const auto pEvent = Cree(kEventMsgVideo, "f.mkv");
+  pEvent->Start(true);
+  EXPECT_FALSE(screen.IsVideoDone());
+  EXPECT_TRUE(pEvent->CheckEnd());
+  EXPECT_FALSE(screen.m_bSuspendu);
+}
+
+TEST_F(Event, ChainsOfImageAndAudio) {
+  CFakeScreen screen;
+  // Audio, then image: the music comes back while the image shows, the band only at its end.
+  ASSERT_TRUE(Joue(*Cree(kEventMsgAudio, day.Wav("a.wav", 200)), false));
+  EXPECT_TRUE(g_bAutofadeActif);
+  const auto pImage = Cree(kEventMsgImage, "a.png");
+  pImage->Start(true);
+  EXPECT_FALSE(g_bAutofadeActif);
+  EXPECT_FALSE(screen.m_bande.m_bVisible);
+  screen.m_bDone = true;
+  EXPECT_TRUE(pImage->CheckEnd());
+  EXPECT_TRUE(screen.m_bande.m_bVisible);
+  // Image, then audio: the programme stays suspended to the end of the audio message.
+  const auto pPremiere = Cree(kEventMsgImage, "b.png");
+  pPremiere->Start(false);
+  screen.m_bDone = true;
+  EXPECT_TRUE(pPremiere->CheckEnd());
+  EXPECT_TRUE(screen.m_bSuspendu);
+  ASSERT_TRUE(Joue(*Cree(kEventMsgAudio, day.dir / "a.wav"), true));
+  EXPECT_FALSE(screen.m_bSuspendu);
+}
+
+// The mixer's own figures for the music during a sequence.
+TEST_F(Event, TheMusicGoesDownAndComesBack) {
+  const int nMusique =
+      day.mixout.PlayFichier(day.Wav("loop.wav", 1000), kPlayMixe, 0, 0, 0, 0, 0.0F, true, 0, 0, "MUSIQUE");
+  ASSERT_NE(nMusique, 0);
+  ASSERT_TRUE(Joue(*Cree(kEventVirgule, day.Wav("v.wav", 500)), false));
+  EXPECT_TRUE(g_bAutofadeActif);
+  const auto pMessage = Cree(kEventMsgAudio, day.Wav("a.wav", 500));
+  ASSERT_TRUE(Joue(*pMessage, true));
+  EXPECT_FALSE(g_bAutofadeActif);
+  EXPECT_THAT(day.Journal(), ::testing::IsSupersetOf({"Déclenche Autofade (à -12.0 dB)", "Retour Autofade"}));
+  EXPECT_EQ(day.mixout.NbTranchesPrises(), 1) << "the music";
+}
+
+}  // namespace
+}  // namespace tonara::test

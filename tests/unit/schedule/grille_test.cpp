@@ -1,0 +1,190 @@
+// The rules' file: loading what the world has, saving whole, failing with everything kept.
+#include "schedule/grille.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+#include <string>
+
+#include "tests/support/tempdir.h"
+
+namespace tonara::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+std::vector<Rule> Charge(const CTempDir& dir) {
+  CGrille grille;
+  grille.Load(dir.Dir());
+  return grille.Copie();
+}
+
+TEST(Grille, AMissingFileGivesTheDemonstrationAndIsSaved) {
+  CTempDir dir;
+  const std::vector<Rule> rules = Charge(dir);
+  ASSERT_THAT(rules, SizeIs(2));
+  EXPECT_EQ(rules[0].Path, dir / "Demo/tonara.mp3");
+  EXPECT_EQ(rules[0].TimeBegin, 0U);
+  EXPECT_EQ(rules[1].Path, dir / "Demo/tonara.wmv");
+  EXPECT_EQ(rules[1].TimeBegin, 1U);
+  for (const Rule& rule : rules) {
+    EXPECT_TRUE(rule.Enabled);
+    EXPECT_FALSE(rule.Folder);
+    EXPECT_EQ(rule.TimeMode, 0);
+    EXPECT_EQ(rule.TimeFrequency, 2U);
+    EXPECT_EQ(rule.TimeEnd, 2359U);
+    EXPECT_EQ(rule.TimeDaysMask, 127U);
+    EXPECT_EQ(rule.ValidityMode, 0);
+    EXPECT_EQ(rule.Description, "");
+  }
+  EXPECT_EQ(Charge(dir), rules);
+}
+
+TEST(Grille, TheFileAsItIsWritten) {
+  CTempDir dir;
+  dir.Write("Regles.ini", "; à la main\n[Calendrier]\nJoursFeries=101,1225\n");
+  CGrille grille;
+  grille.Load(dir.Dir());
+  EXPECT_THAT(grille.Copie(), IsEmpty()) << "no demonstration over a file that is there";
+  Rule dossier;
+  dossier.Path = "/Messages/Été";
+  dossier.Folder = true;
+  dossier.DirSelectMode = 1;
+  dossier.TimeFrequency = 4294967295U;
+  dossier.Description = " \"soldes\" ";
+  Rule fixe;
+  fixe.Path = "b.mp3";
+  fixe.Enabled = false;
+  fixe.DirSelectMode = 1;  // of no meaning for a file: not written
+  fixe.TimeMode = 1;
+  fixe.TimeBegin = 2599;
+  fixe.ValidityMode = 1;
+  fixe.ValidityBegin = 20260131;
+  fixe.ValidityEnd = 20261231;
+  grille.Remplace({dossier, fixe});
+  ASSERT_TRUE(grille.Save());
+  const std::string bytes = dir.Read("Regles.ini");
+  EXPECT_THAT(bytes, Not(HasSubstr("Calendrier")));
+  std::string compact = bytes;
+  compact.erase(std::unique(compact.begin(), compact.end(), [](char a, char b) { return a == '\n' && b == '\n'; }),
+                compact.end());
+  EXPECT_EQ(compact,
+            "[General]\nVersion=100\n"
+            "[Rule_1]\nPath=/Messages/Été\nFolder=1\nDirSelectMode=1\nEnabled=1\nTimeMode=0\nTimeFrequency=4294967295\n"
+            "TimeUnit=0\nTimeBegin=0\nTimeEnd=2359\nTimeDaysMask=127\nValidityMode=0\nValidityBegin=0\nValidityEnd=0\n"
+            "Description=\" \"soldes\" \"\n"
+            "[Rule_2]\nPath=b.mp3\nFolder=0\nEnabled=0\nTimeMode=1\nTimeFrequency=15\nTimeUnit=0\nTimeBegin=2599\n"
+            "TimeEnd=2359\nTimeDaysMask=127\nValidityMode=1\nValidityBegin=20260131\nValidityEnd=20261231\n"
+            "Description=\n");
+  fixe.DirSelectMode = 0;
+  EXPECT_THAT(Charge(dir), ElementsAre(dossier, fixe));
+}
+
+TEST(Grille, LoadingAsTheWorldWritesIt) {
+  CTempDir dir;
+  // Windows-1252 and CR LF, keys missing, in another case, a value that is no number, a gap behind rule 2.
+  dir.Write("REGLES.INI",
+            "[rule_1]\r\npath = C:\\Messages\\\xC9t\xE9.mp3 \r\nENABLED=yes\r\nTimeBegin=830h\r\n"
+            "[Rule_2]\r\nPath=x\r\nFolder=2\r\nDirSelectMode=2\r\nTimeFrequency=-1\r\n"
+            "[Rule_4]\r\nPath=y\r\n");
+  CGrille grille;
+  grille.Load(dir.Dir());
+  const std::vector<Rule> rules = grille.Copie();
+  ASSERT_THAT(rules, SizeIs(2));
+  EXPECT_EQ(rules[0].Path, "C:\\Messages\\Été.mp3");
+  EXPECT_FALSE(rules[0].Enabled);
+  EXPECT_EQ(rules[0].TimeBegin, 830U);
+  EXPECT_EQ(rules[0].TimeEnd, 2359U);
+  EXPECT_EQ(rules[0].TimeFrequency, 15U);
+  EXPECT_TRUE(rules[1].Folder);
+  EXPECT_EQ(rules[1].DirSelectMode, 1);
+  ASSERT_TRUE(grille.Save());
+  EXPECT_FALSE(dir.Exists("Regles.ini")) << "the file keeps the name it has";
+  EXPECT_THAT(dir.Read("REGLES.INI"), HasSubstr("[Rule_1]\r\nPath=C:\\Messages\\Été.mp3\r\n"));
+  EXPECT_THAT(dir.Read("REGLES.INI"), Not(HasSubstr("Rule_4")));
+  EXPECT_EQ(Charge(dir), rules);
+}
+
+TEST(Grille, NothingReadable) {
+  CTempDir dir;
+  dir.Write("Regles.ini", "");
+  EXPECT_THAT(Charge(dir), IsEmpty());
+
+  CTempDir dossier;
+  std::filesystem::create_directory(dossier / "Regles.ini");
+  CGrille grille;
+  grille.Load(dossier.Dir());
+  EXPECT_THAT(grille.Copie(), IsEmpty());
+  grille.Remplace({Rule{.Path = "a", .Description = {}}});
+  EXPECT_FALSE(grille.Save());
+  EXPECT_THAT(grille.Copie(), SizeIs(1)) << "what can't be saved stays in force";
+  EXPECT_TRUE(std::filesystem::is_directory(dossier / "Regles.ini"));
+
+  CTempDir tuyau;
+  ASSERT_EQ(mkfifo((tuyau / "Regles.ini").c_str(), 0644), 0);
+  EXPECT_THAT(Charge(tuyau), IsEmpty());
+}
+
+// Too large to be rules: kept beside when the operator's new rules take its place.
+TEST(Grille, AnUnreadableFileIsKeptBeside) {
+  CTempDir dir;
+  dir.Write("Regles.ini", "x");
+  std::filesystem::resize_file(dir / "Regles.ini", uintmax_t{300} << 20);
+  CGrille grille;
+  grille.Load(dir.Dir());
+  EXPECT_THAT(grille.Copie(), IsEmpty());
+  grille.Remplace({Rule{.Path = "a", .Description = {}}});
+  ASSERT_TRUE(grille.Save());
+  EXPECT_EQ(std::filesystem::file_size(dir / "Regles.ini.bad"), uintmax_t{300} << 20);
+  EXPECT_THAT(Charge(dir), SizeIs(1));
+  ASSERT_TRUE(grille.Save());
+  EXPECT_EQ(std::filesystem::file_size(dir / "Regles.ini.bad"), uintmax_t{300} << 20) << "once";
+}
+
+TEST(Grille, AnyRulesComeBackAsTheyWere) {
+  std::mt19937 random(7);
+  const auto n32 = [&] { return static_cast<uint32_t>(random()); };
+  const std::string alphabet[] = {
+      "a", "é", " ", "\"", "'", "=", ";", "[", "]", "#", "\\", "/", ".", "\t", "\xF0\x9F\x8E\xB5"};
+  const auto text = [&](size_t nMax) {
+    std::string out;
+    for (size_t n = n32() % nMax; n > 0; --n) out += alphabet[n32() % std::size(alphabet)];
+    return out;
+  };
+  CTempDir dir;
+  CGrille grille;
+  grille.Load(dir.Dir());
+  for (int nTour = 0; nTour < 20; ++nTour) {
+    std::vector<Rule> rules(n32() % 20);
+    for (Rule& rule : rules) {
+      rule.Path = "x" + text(20);
+      rule.Folder = n32() % 2 == 0;
+      rule.DirSelectMode = rule.Folder ? n32() % 2 : 0;
+      rule.Enabled = n32() % 2 == 0;
+      rule.TimeMode = static_cast<int32_t>(n32());
+      rule.TimeFrequency = n32();
+      rule.TimeUnit = static_cast<int32_t>(n32());
+      rule.TimeBegin = n32();
+      rule.TimeEnd = n32();
+      rule.TimeDaysMask = n32();
+      rule.ValidityMode = static_cast<int32_t>(n32());
+      rule.ValidityBegin = n32();
+      rule.ValidityEnd = n32();
+      rule.Description = text(30);
+    }
+    grille.Remplace(rules);
+    ASSERT_TRUE(grille.Save());
+    ASSERT_EQ(Charge(dir), rules);
+  }
+}
+
+}  // namespace
+}  // namespace tonara::test
