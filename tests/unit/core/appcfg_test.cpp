@@ -4,7 +4,6 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <clocale>
 #include <csignal>
 #include <filesystem>
 #include <sstream>
@@ -13,6 +12,7 @@
 #include "platform/profile.h"
 #include "tests/support/fakewave.h"
 #include "tests/support/tempdir.h"
+#include "tests/unit/core/commalocale.h"
 
 namespace tonara {
 namespace {
@@ -129,10 +129,7 @@ TEST_F(Appcfg, ReadsValuesLeniently) {
               "[Messages]\nMessagesActifs=7\n[Video]\nDureeMsgImage=4294967295\nFondCoul=4294967295\n"
               "[Musique]\nMusicSource=99\n[General]\nVersion=100\n[Synthe]\nFontName="s +
                   std::string(126, 'x') + "éé\nPath=" + std::string(400, 'p') + "\n");
-  // The operator's locale has a decimal comma where the toolkit has set it.
-  const bool bComma = std::setlocale(LC_NUMERIC, "fr_FR.UTF-8") != nullptr;
   m_cfg.Load(m_dir.Dir());
-  if (bComma) std::setlocale(LC_NUMERIC, "C");
   EXPECT_FLOAT_EQ(m_cfg.MessageAudio, -6.5F);
   EXPECT_FLOAT_EQ(m_cfg.MessageVideo, -6.55F);
   EXPECT_FLOAT_EQ(m_cfg.Music, 0.0F);
@@ -150,6 +147,17 @@ TEST_F(Appcfg, ReadsValuesLeniently) {
   EXPECT_EQ(ini.GetString("Messages", "MessagesActifs"), "1");
   EXPECT_EQ(ini.GetString("Video", "FondCoul"), "4294967295");
   EXPECT_EQ(ini.GetString("General", "Version"), "20400");
+}
+
+TEST_F(Appcfg, NumbersKeepTheirPointInAnyLocale) {
+  const test::CCommaLocale locale(m_dir.Dir());
+  if (!locale.IsSet()) GTEST_SKIP() << "no locale with a comma to be had here";
+  m_dir.Write("tonara.ini", "[Levels]\nMessageAudio=-6.5\n");
+  m_cfg.Load(m_dir.Dir());
+  EXPECT_FLOAT_EQ(m_cfg.MessageAudio, -6.5F);
+  EXPECT_EQ(Ini().substr(0, 31), "[Levels]\nMessageAudio=-6.5\nMess");
+  Trace(0, "%.1f dB\n", -6.5);
+  EXPECT_EQ(LogLinesWith("-6.5 dB"), 1);
 }
 
 TEST_F(Appcfg, RepairsPositions) {

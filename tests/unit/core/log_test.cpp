@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <clocale>
 #include <filesystem>
 #include <regex>
 #include <sstream>
@@ -90,14 +89,6 @@ TEST_F(Log, DeletedMeanwhileIsMadeAnew) {
   fs::remove(m_dir / "tonara.log");
   Trace(1, "x\n");
   EXPECT_EQ(Text(), "03/04/26-05:06:07 : x\n");
-}
-
-TEST_F(Log, DecimalPointInAnyLocale) {
-  if (std::setlocale(LC_NUMERIC, "fr_FR.UTF-8") == nullptr) GTEST_SKIP() << "no French locale here";
-  Open();
-  Trace(0, "%.1f\n", -6.5);
-  std::setlocale(LC_NUMERIC, "C");
-  EXPECT_NE(Text().find("-6.5\n"), std::string::npos);
 }
 
 TEST_F(Log, LinesOfManyThreadsStayWhole) {
