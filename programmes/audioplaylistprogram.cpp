@@ -250,6 +250,9 @@ CAudioPlaylistProgram::Essai CAudioPlaylistProgram::JoueLocked(int iPlace, const
   m_dwTranche[static_cast<size_t>(iPlace)] = nTranche;
   if (nTranche == 0) {
     ++m_nRefus;
+    // A list with files that are gone is old, even if no change was told: an open file of a deleted
+    // folder keeps the kernel from telling, and a network share never does.
+    if (!PathExists(szFichier)) m_bChange = true;
     return Essai::Refuse;
   }
   if (bMuet) m_historique.Add("%s (Playlist)\n", szFichier.c_str());

@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -303,7 +305,7 @@ TEST(WaveRecorderThread, ClosesWhileBlocksArrive) {
     while (rec.GetDureeFichier(&dwMs) && dwMs < 1000) {
       float niveaux[2];
       rec.GetNiveaux(niveaux, nullptr);
-      std::this_thread::yield();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));  // the capture thread only tries the lock
     }
     rec.Ferme();
     const auto nOctets = static_cast<uint32_t>(std::filesystem::file_size(szFichier));
