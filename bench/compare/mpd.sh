@@ -3,7 +3,7 @@
 #
 # Each plays for a minute: Demo/Loop.wav in a loop, and one MP3 message. Both mix at 44100 Hz, 16 bits,
 # stereo, into a null output that consumes in real time. Counted is the time of the whole process, user
-# and system, from /proc/PID/stat, from 10 s after its start, when it plays steadily; so decoding, mixing,
+# and system, from 10 s after its start, when it plays steadily; so decoding, mixing,
 # timers, windows and control are all in. Medians of several runs, the two programs one after the other.
 #
 #   tonara  the whole program (null device, offscreen), one rule: the MP3 over the music in the middle of
@@ -20,7 +20,7 @@ runs="${2:-3}"
 seconds=60
 settle=10
 
-for tool in mpd mpc; do
+for tool in mpd mpc python3; do
   command -v "$tool" >/dev/null || { echo "mpd.sh: $tool is missing" >&2; exit 1; }
 done
 [[ -x "$program" ]] || { echo "mpd.sh: no program at $program; build it first" >&2; exit 1; }
@@ -33,11 +33,11 @@ cleanup() {
   rm -rf "$tmp"
 }
 trap cleanup EXIT
-ticks="$(getconf CLK_TCK)"
 
-# CPU ticks of a process so far: fields 14 and 15 behind the name, which may hold blanks.
-cpu() { sed 's/.*) //' "/proc/$1/stat" | awk '{print $12 + $13}'; }
-minute() { awk -v a="$1" -v b="$2" -v t="$ticks" -v s="$seconds" 'BEGIN {printf "%.3f", (b - a) / t * 60 / s}'; }
+# Nanoseconds of CPU time of a process so far, ended threads included: its CPU clock, which every
+# process may read (clock_getcpuclockid). The ticks of /proc/PID/stat are too coarse here.
+cpu() { python3 -c 'import sys, time; print(time.clock_gettime_ns(~int(sys.argv[1]) << 3 | 2))' "$1"; }
+minute() { awk -v a="$1" -v b="$2" -v s="$seconds" 'BEGIN {printf "%.3f", (b - a) / 1e9 * 60 / s}'; }
 median() { sort -n | awk '{v[NR] = $1} END {print v[int((NR + 1) / 2)]}'; }
 
 mkdir -p "$tmp/music" "$tmp/lists" "$tmp/start" "$tmp/runtime"
