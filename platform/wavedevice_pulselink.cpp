@@ -145,6 +145,7 @@ std::vector<PulseDevice> CPulseLink::Devices(bool bOut) {
 void CPulseLink::Add(CClient* pClient) {
   m_clients.push_back(pClient);
   PublishLocked();
+  if (!m_bUp) RequestTick();
 }
 
 void CPulseLink::Remove(CClient* pClient) {
@@ -175,6 +176,18 @@ void CPulseLink::RequestTick() {
 
 void CPulseLink::Drop(pa_stream* pStream) {
   if (pStream == nullptr) return;
+  if (pa_stream_get_state(pStream) == PA_STREAM_CREATING) {
+    // It can't be closed before the server has answered, and would stay in the server for ever.
+    pa_stream_set_write_callback(pStream, nullptr, nullptr);
+    pa_stream_set_read_callback(pStream, nullptr, nullptr);
+    pa_stream_set_state_callback(
+        pStream,
+        [](pa_stream* pOne, void*) {
+          if (pa_stream_get_state(pOne) != PA_STREAM_CREATING) Drop(pOne);
+        },
+        nullptr);
+    return;
+  }
   pa_stream_set_state_callback(pStream, nullptr, nullptr);
   pa_stream_set_write_callback(pStream, nullptr, nullptr);
   pa_stream_set_read_callback(pStream, nullptr, nullptr);

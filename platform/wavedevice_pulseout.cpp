@@ -24,6 +24,9 @@ constexpr int64_t kRenewNs = 5000 * kMs;
 /// A stream that wants the past filled in is not replaced younger than this, lest a server that goes
 /// on catching up makes us chase it.
 constexpr int64_t kBurstNs = 500 * kMs;
+/// How long to wait when the server wants more than time allows, and over how long that is counted.
+constexpr int64_t kHoldNs = 25 * kMs;
+constexpr uint64_t kWindowSec = 10;
 
 uint32_t BytesOf(const pa_sample_spec& spec, uint32_t dwMs) {
   return static_cast<uint32_t>(uint64_t{spec.rate} * dwMs / 1000 * pa_frame_size(&spec));
@@ -56,7 +59,8 @@ CPulseOut::CPulseOut(std::shared_ptr<CPulseLink> pLink, const PulseTarget& targe
       m_dwFrame(static_cast<uint32_t>(pa_frame_size(&spec))),
       m_dwTarget(BytesOf(spec, kTargetMs)),
       m_queue(fnDone, static_cast<uint16_t>(m_dwFrame)),
-      m_pace(spec.rate * m_dwFrame) {
+      m_pace(spec.rate * m_dwFrame),
+      m_allowance(spec.rate * m_dwFrame) {
   CPulseGuard guard(*m_pLink);
   m_pTimer = std::make_unique<CPulseTimer>(
       m_pLink->Api(), [](void* pUser) { static_cast<CPulseOut*>(pUser)->ServiceLocked(); }, this);
@@ -194,7 +198,7 @@ void CPulseOut::ServiceLocked() {
   if (!m_bRunning) return;
   const int64_t llNow = WaveNowNs();
   if (m_bAlive) {
-    if (m_bHungry.load()) {
+    if (m_bHungry.load() || m_bHeldBack) {
       PumpLocked();
     } else {
       WatchLocked(llNow);
@@ -212,10 +216,31 @@ void CPulseOut::WatchLocked(int64_t llNow) {
 }
 
 void CPulseOut::AliveLocked(int64_t llNow) {
+  uint32_t dwLeft = 0;
+  if (!m_bAlive && !m_bHungry.load() && m_queue.Front(&dwLeft)) {
+    // The clock is somewhere in this block; forgetting that would lose half a block at each return.
+    const uint64_t llDue = std::min<uint64_t>(m_pace.BytesDue(llNow), dwLeft);
+    m_queue.Take(llDue - llDue % m_dwFrame, [](const uint8_t*, uint32_t) { return true; });
+  }
   m_bAlive = true;
   m_llTellAt = 0;
   m_llLastHand = llNow;
   m_bHungry = true;
+  m_allowance.Restart(llNow);
+  m_llUsed = 0;
+}
+
+uint64_t CPulseOut::AllowedLocked(int64_t llNow) {
+  const uint64_t llTime = m_allowance.BytesDue(llNow);
+  if (llTime > kWindowSec * m_spec.rate * m_dwFrame) {
+    // The sound card's clock and ours differ a little; that must not add up. Only the lead is kept.
+    m_llUsed = m_llUsed > llTime ? std::min<uint64_t>(m_llUsed - llTime, m_dwTarget) : 0;
+    m_allowance.Restart(llNow);
+    return AllowedLocked(llNow);
+  }
+  const uint64_t llMost = m_dwTarget + m_dwTarget / 4 + llTime + llTime / 50;
+  const uint64_t llLeft = llMost > m_llUsed ? llMost - m_llUsed : 0;
+  return llLeft - llLeft % m_dwFrame;
 }
 
 void CPulseOut::StallLocked() {
@@ -243,21 +268,26 @@ void CPulseOut::PumpLocked() {
       TryOpenLocked();
       return;
     }
+    // A server that catches up asks for seconds of sound within a moment, in pieces that look right.
+    const int64_t llNow = WaveNowNs();
+    const uint64_t llGive = std::min<uint64_t>(nWanted, AllowedLocked(llNow));
+    m_bHeldBack = llGive < nWanted;
     const uint64_t llTaken = m_queue.Take(
-        nWanted, [this](const uint8_t* pData, uint32_t dwLength) { return HandOverLocked(pData, dwLength); });
+        llGive, [this](const uint8_t* pData, uint32_t dwLength) { return HandOverLocked(pData, dwLength); });
     if (llTaken > 0) {
       const bool bBegun = m_llHanded > 0;
       m_llHanded += llTaken;
-      m_llLastHand = WaveNowNs();
+      m_llUsed += llTaken;
+      m_llLastHand = llNow;
       // The first fill proves nothing; only a sink that plays asks again.
       if (bBegun && m_bLostTold) {
         m_bLostTold = false;
         NotifyWave("Périphérique audio retrouvé : " + m_target.szLabel);
       }
     }
-    if (llTaken >= nWanted) {
+    if (llTaken >= llGive) {
       m_bHungry = false;
-      m_pTimer->Arm(m_llLastHand + kStallNs);
+      m_pTimer->Arm(m_bHeldBack ? llNow + kHoldNs : m_llLastHand + kStallNs);
       return;
     }
     m_bHungry = true;

@@ -59,6 +59,8 @@ class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
   void StreamRequestLocked(pa_stream* pStream);
   void AliveLocked(int64_t llNow);
   void StallLocked();
+  /// Bytes that may be handed over now without getting ahead of time by more than the buffer.
+  uint64_t AllowedLocked(int64_t llNow);
   void TellLostLocked();
   void SetOpening(Opening eOpening, const char* szError);
   [[nodiscard]] bool IsReadyLocked() const;
@@ -90,6 +92,9 @@ class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
   int64_t m_llTellAt = 0;    ///< on the clock: when to call it a loss; 0: told or not lost
   int64_t m_llPausedAt = 0;
   CWavePace m_pace;
+  CWavePace m_allowance;  ///< what time allows a live stream to take
+  uint64_t m_llUsed = 0;  ///< what it took of that
+  bool m_bHeldBack = false;
   uint32_t m_dwVolume = 0xFFFFFFFFu;
   bool m_bVolumeSet = false;
 
