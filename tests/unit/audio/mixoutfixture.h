@@ -47,6 +47,8 @@ class MixoutFixture : public testing::Test {
     m_mixout.AddGroupe("MESSAGE", -6.0F, 0.0F);
     m_mixout.AddGroupe("MUSIQUE", 0.0F, -12.0F);
   }
+
+ public:
   ~MixoutFixture() override {
     m_mixout.StopAll();
     m_mixout.Stop();
@@ -54,6 +56,7 @@ class MixoutFixture : public testing::Test {
     LogSetFile("", "", false);
   }
 
+ protected:
   /// A WAV file in the temporary folder.
   std::string Wav(const std::string& szNom, const std::string& szPcm, const test::CWavShape& shape = {}) {
     return m_dir.Write(szNom, test::MakeWav(shape, szPcm));
