@@ -35,6 +35,8 @@ class CCalendrier {
   /// Starts the firing thread unless it runs. Always true; a thread that could not be made is traced and
   /// tried again at the next call. Main thread.
   bool StartThread();
+  /// Counts as started, with the rounds left to the caller of Tick: for tests.
+  void StartSansThread() { m_bThreadActif = true; }
   /// Ends it, after the tick under way. Main thread.
   void StopThread();
   /// Asks for a generation: uMsg with wParam (kGeneration...) goes out as soon as no event plays. A request

@@ -104,10 +104,10 @@ bool CJournee::Derouler(uint32_t nMode) {
     return true;
   }
 
-  MinutesServies servies{};
+  Servis servis{};
   if (nMode != kGenerationJour && m_dwDatePlan == dwDate) {
     nMode = kGenerationComplete;  // whatever it was asked with: this day has had its beginning
-    servies = MinutesDejaServies();
+    servis = DejaServis();
   }
   m_dwDatePlan = 0;
   PurgeEvents(nMode == kGenerationJour);
@@ -132,7 +132,7 @@ bool CJournee::Derouler(uint32_t nMode) {
   }
   SortEvents();
   if (nMode == kGenerationComplete) MarkOverdue();
-  MarquerServies(servies);
+  MarquerServis(servis);
   m_dwDatePlan = dwDate;
   return true;
 }
@@ -222,23 +222,24 @@ void CJournee::Reporter() {
   if (nPerdus != 0) Trace(1, "%zu événements en retard de plus d'un jour abandonnés\n", nPerdus);
 }
 
-CJournee::MinutesServies CJournee::MinutesDejaServies() {
+CJournee::Servis CJournee::DejaServis() {
   const int nMaintenant = m_clock.LocalTime().SecondsOfDay();
-  MinutesServies servies{};
+  Servis servis{};
   const CGuard guard(m_cs);
   for (const auto& pEvent : m_vEvents) {
     const size_t nMinute = static_cast<size_t>(pEvent->Secondes() / 60);
-    if (pEvent->m_bTermine && pEvent->Secondes() > nMaintenant && nMinute < servies.size()) servies[nMinute] = true;
+    if (!pEvent->m_bTermine || pEvent->Secondes() < nMaintenant || nMinute >= servis.size()) continue;
+    servis[nMinute] = std::max(servis[nMinute], pEvent->m_wOrdre + 1);
   }
-  return servies;
+  return servis;
 }
 
-void CJournee::MarquerServies(const MinutesServies& servies) {
-  if (std::find(servies.begin(), servies.end(), true) == servies.end()) return;
+void CJournee::MarquerServis(const Servis& servis) {
+  if (std::all_of(servis.begin(), servis.end(), [](uint32_t n) { return n == 0; })) return;
   const CGuard guard(m_cs);
   for (const auto& pEvent : m_vEvents) {
     const size_t nMinute = static_cast<size_t>(pEvent->Secondes() / 60);
-    if (nMinute < servies.size() && servies[nMinute]) pEvent->m_bTermine = true;
+    if (nMinute < servis.size() && pEvent->m_wOrdre < servis[nMinute]) pEvent->m_bTermine = true;
   }
 }
 

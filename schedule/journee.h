@@ -92,7 +92,9 @@ class CJournee {
     size_t nIndex = 0;
     size_t nAvant = 0;
   };
-  using MinutesServies = std::array<bool, 24 * 60>;
+  /// For each minute of the day that is not past, how many of its events have had their turn: the clock was
+  /// set back, or the minute has just begun. A full generation does not plan them again.
+  using Servis = std::array<uint32_t, 24 * 60>;
 
   void LireReglages();
   bool Derouler(uint32_t nMode);
@@ -105,8 +107,8 @@ class CJournee {
   uint32_t& CompteLocked(uint16_t wHeure, uint16_t wMinute) REQUIRES(m_cs);
   void ReprendreListeLocked() REQUIRES(m_cs);
   void Reporter();
-  MinutesServies MinutesDejaServies();
-  void MarquerServies(const MinutesServies& servies);
+  Servis DejaServis();
+  void MarquerServis(const Servis& servis);
   [[nodiscard]] uint32_t DateDemandee() const;
 
   CClock& m_clock;

@@ -111,6 +111,7 @@ class CDay {
     mixout.AddGroupe("MESSAGE", cfg.MessageAudio, 0.0F);
     mixout.AddGroupe("MUSIQUE", cfg.Music, cfg.AutoFade);
     calendrier.SetNotify(fenetre, kMsgTick);
+    calendrier.StartSansThread();
     calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
     calendrier.SetMessagesActifs(bMessages);
     Tick();

@@ -367,6 +367,7 @@ TEST(Calendrier, ThreadsTogether) {
   day.grille.Remplace({Periodique(day.Wav("a.wav", 100), 1)});
   day.Demarre();
   day.bTimerJour = false;
+  day.calendrier.StopThread();
   day.calendrier.StartThread();
   const auto debut = std::chrono::steady_clock::now();
   int nTours = 0;
