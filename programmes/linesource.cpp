@@ -29,6 +29,8 @@ constexpr uint32_t kRefusMax = 5;
 
 CLineSource g_LineSource;
 
+CLineSource::CLineSource() = default;
+
 CLineSource::~CLineSource() {
   Stop();
 }

@@ -21,7 +21,7 @@ class CRAMAudio;
 /// Any thread, one lock; the mixer's lock comes after it. Stop never waits for sound that doesn't come.
 class CLineSource {
  public:
-  CLineSource() = default;
+  CLineSource();
   virtual ~CLineSource();
   CLineSource(const CLineSource&) = delete;
   CLineSource& operator=(const CLineSource&) = delete;
