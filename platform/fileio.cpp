@@ -16,6 +16,7 @@ namespace tonara {
 namespace {
 
 constexpr mode_t kNewFileMode = 0644;
+constexpr int kMaxTries = 50;
 constexpr int kMaxLinks = 40;  // as the kernel's own limit for one path
 
 class CFd {
@@ -76,7 +77,8 @@ std::string TempNameOf(const std::string& szPath) {
 
 /// Opens and locks the temporary file. Waits while another thread or process writes the same one.
 CFd OpenTemp(std::string* pTemp) {
-  for (;;) {
+  // Some shares give a file another number at each question: there the loop must come to an end.
+  for (int nTries = 0; nTries < kMaxTries; ++nTries) {
     CFd fd(open(pTemp->c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
     if (!fd.IsOpen()) break;
     struct stat stOpen {};
@@ -91,7 +93,7 @@ CFd OpenTemp(std::string* pTemp) {
     }
     return fd;
   }
-  // Something of somebody else bears the name: take one that is free.
+  // The name isn't to be had, or something of somebody else bears it: take one that is free.
   const int nCause = errno;
   *pTemp += ".XXXXXX";
   CFd fd(mkostemp(pTemp->data(), O_CLOEXEC));
@@ -112,15 +114,19 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
-/// Gives the new file the owner and permissions of the old one.
-bool CopyRights(int fd, const struct stat* pOld) {
-  if (pOld == nullptr) return fchmod(fd, kNewFileMode) == 0;
+/// Gives the new file the owner and permissions of the old one, as far as it goes: only root may give
+/// files away, and FAT and network shares refuse permissions that they can't keep.
+void CopyRights(int fd, const struct stat* pOld) {
   struct stat stNew {};
-  if (fstat(fd, &stNew) != 0) return false;
-  if ((stNew.st_uid != pOld->st_uid || stNew.st_gid != pOld->st_gid) && fchown(fd, pOld->st_uid, pOld->st_gid) != 0) {
-    // Only root may give files away: without it the new file is ours, which beats not being written.
+  if (pOld != nullptr && fstat(fd, &stNew) == 0 && (stNew.st_uid != pOld->st_uid || stNew.st_gid != pOld->st_gid)) {
+    static_cast<void>(!fchown(fd, pOld->st_uid, pOld->st_gid));
   }
-  return fchmod(fd, pOld->st_mode & 07777) == 0;
+  fchmod(fd, pOld != nullptr ? pOld->st_mode & 07777 : kNewFileMode);
+}
+
+/// Onto the disk. A share also tells here that it is full. Some can't be asked at all, which is no failure.
+bool Flush(int fd) {
+  return fsync(fd) == 0 || errno == EINVAL || errno == ENOSYS || errno == ENOTSUP;
 }
 
 }  // namespace
@@ -168,8 +174,8 @@ bool WriteFileAtomic(const std::string& szPath, std::string_view bytes, std::str
   if (!fd.IsOpen()) return Fail(pError, errno);
 
   // Flushed before it is renamed: else a power cut may leave the new name over an empty file.
-  const bool bWritten = ftruncate(fd.Get(), 0) == 0 && WriteAll(fd.Get(), bytes) &&
-                        CopyRights(fd.Get(), bExists ? &stOld : nullptr) && fsync(fd.Get()) == 0 &&
+  CopyRights(fd.Get(), bExists ? &stOld : nullptr);
+  const bool bWritten = ftruncate(fd.Get(), 0) == 0 && WriteAll(fd.Get(), bytes) && Flush(fd.Get()) &&
                         rename(szTemp.c_str(), szTarget.c_str()) == 0;
   if (!bWritten) {
     const int nCause = errno;

@@ -232,7 +232,7 @@ TEST_F(Appcfg, WithoutADeviceTheNameStays) {
 }
 
 TEST_F(Appcfg, KeepsABadFileBeside) {
-  const std::string garbage("\0\0\0binary\0junk\xFF", 17);
+  const std::string garbage = "\0\0\0binary\0junk\xFF"s;
   const struct {
     std::string bytes;
     std::vector<std::string> kept;  ///< files beside, in order, after this one

@@ -47,11 +47,15 @@ TEST(SingleInstance, PassesOverFoldersOfOthers) {
   const test::CTempDir dir;
   chmod(dir.Dir().c_str(), 0777);
   setenv("XDG_RUNTIME_DIR", dir.Dir().c_str(), 1);
+  const std::string name = "tonara_test_" + std::to_string(getpid());
   CSingleInstance first;
   CSingleInstance second;
-  EXPECT_TRUE(first.Acquire("tonara_test_" + std::to_string(getpid())));
-  EXPECT_FALSE(second.Acquire("tonara_test_" + std::to_string(getpid()))) << "held in the next folder";
-  EXPECT_FALSE(dir.Exists("tonara_test_" + std::to_string(getpid()) + ".lock"));
+  EXPECT_TRUE(first.Acquire(name));
+  EXPECT_FALSE(second.Acquire(name)) << "held in the next folder";
+  EXPECT_FALSE(dir.Exists(name + ".lock"));
+  const std::string uid = std::to_string(geteuid());
+  unlink(("/run/user/" + uid + "/" + name + ".lock").c_str());
+  unlink(("/tmp/tonara-" + uid + "/" + name + ".lock").c_str());
 }
 
 }  // namespace
