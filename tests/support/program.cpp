@@ -76,6 +76,7 @@ bool CProgram::Start(const char* szProgramme) {
     Dort(std::max(0.0, fSeconde - RealNow()));
   }
   std::vector<char*> envp;
+  envp.reserve(environnement.size() + 1);
   for (std::string& sz : environnement) envp.push_back(sz.data());
   envp.push_back(nullptr);
   std::string szNom = szProgramme;

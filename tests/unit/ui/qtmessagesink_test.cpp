@@ -68,6 +68,7 @@ TEST(QtMessageSink, HeldUpMainThreadFindsEachMessageOnce) {
     }
   });
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int n = 0; n < 20000; ++n) PostMsg(cible, 1027, 0, 0);
