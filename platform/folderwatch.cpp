@@ -38,6 +38,7 @@ namespace {
 constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE | IN_ATTRIB |
                            IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr uint32_t kRetryMs = 1000;  // for a folder that isn't there
+constexpr int kMaxReads = 64;        // of one folder's events in a round
 constexpr int kMaxDepth = 32;        // links to folders may make a tree endless
 constexpr uint64_t kLookShare = 20;  // a slow look may take one part in so many of the time
 
@@ -291,7 +292,8 @@ class CWatcher {
 
   static void ReadEvents(Watch& watch) {
     alignas(inotify_event) std::array<char, 16384> buffer;
-    while (watch.fd >= 0) {
+    // Not without end: a folder in which something is always going on must not keep the others waiting.
+    for (int nReads = 0; nReads < kMaxReads && watch.fd >= 0; ++nReads) {
       const ssize_t n = read(watch.fd, buffer.data(), buffer.size());
       if (n <= 0) return;
       bool bRearm = false;
