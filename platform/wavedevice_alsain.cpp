@@ -11,6 +11,7 @@ namespace {
 
 constexpr int64_t kStallNs = 1'000'000'000;
 constexpr int64_t kPieceNs = 50'000'000;
+constexpr int64_t kLeadNs = 250'000'000;
 
 class CAlsaInIo final : public CAlsaIo {
  public:
@@ -46,15 +47,15 @@ class CAlsaInIo final : public CAlsaIo {
 
   int64_t TurnOpen(std::unique_lock<std::mutex>& lock, int64_t llNow) override {
     if (!std::exchange(m_bStarted, true)) m_pcm.Begin();
-    // Time allows no more than this: ALSA's null PCM has silence without end.
-    const uint64_t llTime = m_pace.BytesDue(llNow) / m_format.nBlockAlign;
     const int64_t llFrames = m_pcm.Available();
     if (llFrames < 0) {
       LosePcm(llNow);
       return 0;
     }
-    const uint64_t llMost = llTime + WaveBytesPerSec(m_format) / m_format.nBlockAlign / 4;
-    uint64_t llLeft = std::min<uint64_t>(static_cast<uint64_t>(llFrames), llMost);
+    // No more than a little ahead of time: ALSA's null PCM has silence without end.
+    const int64_t llAllowedNs = std::max<int64_t>(llNow + kLeadNs - m_pace.Due(0), 0);
+    const int64_t llAllowed = llAllowedNs / 1'000'000 * m_format.nSamplesPerSec / 1000;
+    auto llLeft = static_cast<uint64_t>(std::min(llFrames, llAllowed));
     while (llLeft > 0) {
       const auto dwNow = static_cast<uint32_t>(std::min<uint64_t>(llLeft, m_pcm.BufferFrames()));
       m_piece.resize(size_t{dwNow} * m_format.nBlockAlign);

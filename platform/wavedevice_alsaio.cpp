@@ -107,7 +107,7 @@ void CAlsaIo::Run() {
         OnOpened(WaveNowNs());
       } else {
         m_llRetryAt = WaveNowNs() + kRetryNs;
-        m_llTellAt = m_bLostTold ? 0 : m_llRetryAt;
+        if (!m_bLostTold && m_llTellAt == 0) m_llTellAt = m_llRetryAt;
       }
       continue;
     }
