@@ -3,7 +3,9 @@
 #include "core/appcfg.h"
 #include "core/historique.h"
 #include "core/log.h"
+#include "programmes/audioligneprogram.h"
 #include "programmes/audioloopfileprogram.h"
+#include "programmes/audioplaylistprogram.h"
 
 namespace tonara {
 namespace {
@@ -16,8 +18,12 @@ bool g_bAudioProgram = false;  // the programme started and has not been stopped
 
 std::unique_ptr<CAudioProgram> CreateAudioProgram(int nType, const std::string& szIni) {
   switch (nType) {
+    case kPgmLigne:
+      return std::make_unique<CAudioLigneProgram>(szIni);
     case kPgmLoopFile:
       return std::make_unique<CAudioLoopFileProgram>(szIni);
+    case kPgmPlaylist:
+      return std::make_unique<CAudioPlaylistProgram>(szIni);
     default:
       return nullptr;
   }
@@ -37,7 +43,11 @@ bool StartAudioProgram() {
 }
 
 void StopAudioProgram() {
-  if (!g_bAudioProgram) return;
+  if (!g_bAudioProgram) {
+    // One whose start failed keeps its place and its title, but may be trying again on a thread of its own.
+    if (g_pAudioProgram) g_pAudioProgram->Stop();
+    return;
+  }
   g_pAudioProgram->Stop();
   g_pAudioProgram.reset();
   g_bAudioProgram = false;
