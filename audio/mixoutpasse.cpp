@@ -76,7 +76,8 @@ bool CMixout::RemplitLocked() {
 /// which is the same number, and the line is drawn on. After a starvation m is N and P all that was
 /// written: the line goes on where it stopped. While the first blocks are prefilled the result is 0 or
 /// below, and elapsed times take 0 for that; the same for a tranche that starts while the device runs,
-/// until its first sample is heard. Ramps use the result as it is: it grows by exactly what is written,
+/// until its first sample is heard. Where blocks had stood free because nothing came, it trails what is
+/// played until the queue is full again. Ramps use the result as it is: it grows by exactly what is written,
 /// whatever the device's callbacks do, so a ramp can neither repeat nor skip.
 int64_t CMixout::PositionMixLocked() {
   return static_cast<int64_t>(m_Sortie.EchEcrites()) -

@@ -15,10 +15,14 @@ class WaveOut : public testing::Test {
     LogSetFile(m_dir.Dir(), "log.txt", true);
     LogOpen();
   }
+
+ public:
   ~WaveOut() override {
     LogClose();
     LogSetFile("", "", false);
   }
+
+ protected:
   bool Open() { return m_out.Open(0, MakePcmFormat(44100, 2, 16), 4, 50, &m_event); }
   int Traced(const std::string& szTexte) {
     const std::string szLog = m_dir.Read("log.txt");
