@@ -45,6 +45,13 @@ std::vector<int> LitJoursFeries(const std::string& szListe) {
   return jours;
 }
 
+/// A text without what no line of the file can hold: a damaged file has carriage returns within its lines.
+std::string LitTexte(const CProfile& profile, const std::string& szSection, const char* szCle) {
+  std::string text = profile.GetString(szSection, szCle);
+  std::erase(text, '\r');
+  return text;
+}
+
 Rule LitRegle(const CProfile& profile, const std::string& szSection, std::string szPath) {
   Rule rule;
   rule.Path = std::move(szPath);
@@ -60,7 +67,7 @@ Rule LitRegle(const CProfile& profile, const std::string& szSection, std::string
   rule.ValidityMode = profile.GetInt(szSection, "ValidityMode", 0);
   rule.ValidityBegin = profile.GetUInt(szSection, "ValidityBegin", 0);
   rule.ValidityEnd = profile.GetUInt(szSection, "ValidityEnd", 0);
-  rule.Description = CutUtf8(profile.GetString(szSection, "Description"), kTailleDescription);
+  rule.Description = CutUtf8(LitTexte(profile, szSection, "Description"), kTailleDescription);
   return rule;
 }
 
@@ -132,7 +139,7 @@ void CGrille::Load(const std::string& szDir) {
   std::vector<Rule> rules;
   for (size_t n = 1;; ++n) {
     const std::string section = SectionDe(n);
-    std::string path = profile.GetString(section, "Path");
+    std::string path = LitTexte(profile, section, "Path");
     if (path.empty()) break;
     rules.push_back(LitRegle(profile, section, std::move(path)));
   }
