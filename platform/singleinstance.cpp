@@ -42,11 +42,12 @@ bool CSingleInstance::Acquire(const std::string& szName) {
   if (m_fd >= 0) return true;
   std::string szFile = szName + ".lock";
   std::replace(szFile.begin(), szFile.end(), '/', '_');
+  szFile.insert(0, "/");
   for (const std::string& szFolder : LockFolders()) {
     if (szFolder.starts_with("/tmp/tonara-")) mkdir(szFolder.c_str(), S_IRWXU);
     if (!IsOurs(szFolder)) continue;
-    const int fd = open((szFolder + "/" + szFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-                        S_IRUSR | S_IWUSR);
+    const int fd =
+        open((szFolder + szFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
     if (fd < 0) continue;
     int nResult = -1;
     while ((nResult = flock(fd, LOCK_EX | LOCK_NB)) != 0 && errno == EINTR) {
