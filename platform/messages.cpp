@@ -15,7 +15,9 @@ std::atomic<MsgTarget> s_next{0};
 
 }  // namespace
 
-MsgTarget NewMsgTarget() { return ++s_next; }
+MsgTarget NewMsgTarget() {
+  return ++s_next;
+}
 
 CMessageSink* SetMessageSink(CMessageSink* pSink) {
   std::lock_guard lock(SinkMutex());
