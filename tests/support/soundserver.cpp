@@ -93,6 +93,7 @@ void CSoundServer::SetEnvironment(const std::string& szName, const std::string& 
 
 pid_t CSoundServer::Spawn(const std::vector<std::string>& command, const std::string& szLog) {
   std::vector<char*> argv;
+  argv.reserve(command.size() + 1);
   for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
   argv.push_back(nullptr);
   const std::string szPath = m_dir / szLog;
@@ -192,8 +193,8 @@ int CSoundServer::Streams() {
 
 int CSoundServer::HeardPeak(const std::string& szSink) {
   const std::string pcm =
-      RunCommand("timeout 0.3 parec --raw --format=s16le --rate=44100 --channels=1 --latency-msec=50 -d " + szSink +
-                 ".monitor 2>/dev/null");
+      RunCommand("timeout 2 parec --raw --format=s16le --rate=44100 --channels=1 --latency-msec=50 -d " + szSink +
+                 ".monitor 2>/dev/null | head -c 26460");  // 0.3 s, counted from the first sample
   if (pcm.size() < 2) return -1;
   int nPeak = 0;
   for (size_t n = 0; n + 1 < pcm.size(); n += 2) {

@@ -43,7 +43,7 @@ class CSoundServer {
   bool RemoveSink(const std::string& szName);
   /// Number of streams that play on any sink now.
   int Streams();
-  /// Listens to a null sink for 0.3 s: the highest peak, 0 to 32767; -1 if it can't be recorded.
+  /// Listens to a null sink for 0.3 s: the highest peak, 0 to 32767; -1 if nothing comes within 2 s.
   int HeardPeak(const std::string& szSink);
   /// Output of pactl with those arguments; ends after three seconds.
   std::string Pactl(const std::string& szArguments);

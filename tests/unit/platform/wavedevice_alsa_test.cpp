@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -119,8 +120,10 @@ TEST(WaveAlsa, ComesAliveWhenThePcmAppears) {
   blocks.WriteAll(*pOut);
   pOut->Restart();
   ASSERT_TRUE(blocks.WaitDone(5));
-  dir.Write("asound.conf",
+  dir.Write("next.conf",
             "pcm.magasin { type file slave.pcm { type null } file \"" + dir / "x.raw" + "\" format raw }\n");
+  // Another file: within the same second ALSA would take a rewritten one for the old.
+  std::filesystem::rename(dir / "next.conf", dir / "asound.conf");
   ASSERT_TRUE(blocks.WaitDone(60));
   pOut.reset();
   unsetenv("ALSA_CONFIG_PATH");
