@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -289,9 +290,13 @@ TEST(WaveRecorderThread, ClosesWhileBlocksArrive) {
   CFakeWave wave;
   const std::vector<int16_t> bloc = Bloc(1000);
   std::atomic<bool> bFin{false};
+  std::mutex device;  // a real device lets no callback run past its closing
   std::thread pilote([&] {
     while (!bFin.load()) {
-      wave.Record(bloc.data(), kBloc);
+      {
+        std::lock_guard lock(device);
+        wave.Record(bloc.data(), kBloc);
+      }
       std::this_thread::yield();
     }
   });
@@ -307,7 +312,10 @@ TEST(WaveRecorderThread, ClosesWhileBlocksArrive) {
       rec.GetNiveaux(niveaux, nullptr);
       std::this_thread::sleep_for(std::chrono::milliseconds(1));  // the capture thread only tries the lock
     }
-    rec.Ferme();
+    {
+      std::lock_guard lock(device);
+      rec.Ferme();
+    }
     const auto nOctets = static_cast<uint32_t>(std::filesystem::file_size(szFichier));
     EXPECT_TRUE(EnteteJuste(dir.Read("t.wav"), nOctets - 44));
     EXPECT_GE(nOctets, 44 + 5 * kBloc);

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -77,10 +78,11 @@ TEST_F(Ligne, StartPutsTheInputOnTheMixerOnceAndStopTakesAllBack) {
 TEST_F(Ligne, FailuresTakeAllBack) {
   EXPECT_FALSE(ligne.Start("FakeIn", nullptr, nullptr, 0.0F));
   EXPECT_EQ(nBoites, 0);
-  EXPECT_FALSE(Start("Absente"));
+  const auto Depart = [&](const char* szDevice) { return ligne.Start(szDevice, &shop.mixout, "MUSIQUE", 0.0F); };
+  EXPECT_FALSE(Depart("Absente"));
   EXPECT_EQ(nBoites, 1);
   shop.wave.RefuseAll(true);
-  EXPECT_FALSE(Start());
+  EXPECT_FALSE(Depart("FakeIn"));
   EXPECT_EQ(nBoites, 2);
   shop.wave.RefuseAll(false);
   // No place in the mixer.
@@ -88,7 +90,7 @@ TEST_F(Ligne, FailuresTakeAllBack) {
   for (int n = 0; n < NB_TRANCHES; ++n) {
     ASSERT_NE(shop.mixout.PlayFichier(szWav, kPlayMixe, 0, 0, 0, 0, 0, false, 0, 0, nullptr), 0);
   }
-  EXPECT_FALSE(Start());
+  EXPECT_FALSE(Depart("FakeIn"));
   EXPECT_FALSE(shop.wave.IsInOpen());
   EXPECT_FALSE(ligne.IsOuvert());
   shop.mixout.StopAll();
@@ -219,9 +221,13 @@ TEST_F(Ligne, ProgrammeStopsAtOnceInAnyStateWithItsThreads) {
   ASSERT_TRUE(mixout.Start(0, 10, 50, 0));
   std::atomic<bool> bFin{false};
   std::atomic<bool> bDonne{true};
+  std::mutex device;        // a real device lets no callback run past its closing
   std::thread pilote([&] {  // ten times faster than life
     while (!bFin.load()) {
-      if (bDonne.load()) shop.wave.Record(bloc.data(), kBloc);
+      if (bDonne.load()) {
+        std::lock_guard lock(device);
+        shop.wave.Record(bloc.data(), kBloc);
+      }
       for (int i = 0; i < 4; ++i) {
         shop.wave.Play(1);
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -238,7 +244,10 @@ TEST_F(Ligne, ProgrammeStopsAtOnceInAnyStateWithItsThreads) {
       std::this_thread::sleep_for(std::chrono::milliseconds(37 * tour));
     }
     const auto debut = std::chrono::steady_clock::now();
-    pgm.Stop();
+    {
+      std::lock_guard lock(device);
+      pgm.Stop();
+    }
     EXPECT_LT(std::chrono::steady_clock::now() - debut, std::chrono::seconds(3)) << tour;
     EXPECT_EQ(mixout.NbTranchesPrises(), 0);
     EXPECT_FALSE(source.IsOuvert());
