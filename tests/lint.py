@@ -53,7 +53,7 @@ def main():
     cache.mkdir(parents=True, exist_ok=True)
     tidy = os.environ.get("CLANG_TIDY", "clang-tidy")
     version = subprocess.run([tidy, "--version"], check=True, capture_output=True).stdout
-    config = (ROOT / ".clang-tidy").read_bytes()
+    config = b"".join(path.read_bytes() for path in sorted(ROOT.glob("**/.clang-tidy")))
 
     commands = {}
     for entry in json.loads((build / "compile_commands.json").read_text()):

@@ -28,7 +28,7 @@ class CTempDir {
   [[nodiscard]] std::string operator/(std::string_view szName) const { return m_szDir + std::string(szName); }
   /// Writes a file, making its folders.
   std::string Write(std::string_view szName, std::string_view bytes) const {
-    const std::string path = *this / szName;
+    std::string path = *this / szName;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << bytes;
     return path;
