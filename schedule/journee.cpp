@@ -228,7 +228,8 @@ CJournee::Servis CJournee::DejaServis() {
   const CGuard guard(m_cs);
   for (const auto& pEvent : m_vEvents) {
     const size_t nMinute = static_cast<size_t>(pEvent->Secondes() / 60);
-    if (!pEvent->m_bTermine || pEvent->Secondes() < nMaintenant || nMinute >= servis.size()) continue;
+    const bool bReporte = pEvent->m_stHeure.wYear == 0;
+    if (!pEvent->m_bDemarre || bReporte || pEvent->Secondes() < nMaintenant || nMinute >= servis.size()) continue;
     servis[nMinute] = std::max(servis[nMinute], pEvent->m_wOrdre + 1);
   }
   return servis;
@@ -239,7 +240,10 @@ void CJournee::MarquerServis(const Servis& servis) {
   const CGuard guard(m_cs);
   for (const auto& pEvent : m_vEvents) {
     const size_t nMinute = static_cast<size_t>(pEvent->Secondes() / 60);
-    if (nMinute < servis.size() && pEvent->m_wOrdre < servis[nMinute]) pEvent->m_bTermine = true;
+    if (nMinute >= servis.size() || pEvent->m_wOrdre >= servis[nMinute]) continue;
+    // It stands for the one that was played, also before the next generation.
+    pEvent->m_bDemarre = true;
+    pEvent->m_bTermine = true;
   }
 }
 

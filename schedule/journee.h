@@ -92,7 +92,7 @@ class CJournee {
     size_t nIndex = 0;
     size_t nAvant = 0;
   };
-  /// For each minute of the day that is not past, how many of its events have had their turn: the clock was
+  /// For each minute of the day that is not past, how many of its events were played: the clock was
   /// set back, or the minute has just begun. A full generation does not plan them again.
   using Servis = std::array<uint32_t, 24 * 60>;
 

@@ -40,6 +40,7 @@ struct Attendu {
   int nMinute;
   bool bReporte;
   std::string szEtiquette;
+  int nRang;  // within its minute
 };
 
 class COracle {
@@ -61,22 +62,18 @@ class COracle {
       return ::testing::AssertionFailure()
              << szEtiquette << " where " << premier.szEtiquette << " of minute " << premier.nMinute << " was to come";
     }
-    Sort(0);
+    if (!premier.bReporte) m_joues[premier.nMinute] = premier.nRang + 1;
+    m_file.pop_front();
     ++m_nDiffuses[szEtiquette];
     return ::testing::AssertionSuccess();
   }
 
   /// Messages were enabled: what fell due is passed over.
   void Active(const CCivilTime& st) {
-    for (size_t n = 0; n < m_file.size();) {
-      if (m_file[n].dwDate < Date(st) && !m_file[n].bReporte) {
-        Sort(n);
-      } else if ((m_file[n].bReporte ? 0 : m_file[n].nMinute * 60) < st.SecondsOfDay()) {
-        Sort(n);
-      } else {
-        ++n;
-      }
-    }
+    std::erase_if(m_file, [&](const Attendu& attendu) {
+      if (attendu.dwDate < Date(st) && !attendu.bReporte) return true;
+      return (attendu.bReporte ? 0 : attendu.nMinute * 60) < st.SecondsOfDay();
+    });
   }
 
   void Generation(uintptr_t wMode, const CCivilTime& st) {
@@ -88,17 +85,16 @@ class COracle {
       for (const Attendu& attendu : m_file) {
         if (attendu.dwDate >= dwDate) continue;
         if (attendu.bReporte && attendu.dwDate < Veille(st)) continue;
-        reportes.push_back({attendu.dwDate, 0, true, attendu.szEtiquette});
+        reportes.push_back({attendu.dwDate, 0, true, attendu.szEtiquette, 0});
       }
     }
-    if (!bMemeJour) m_servis.clear();
+    if (!bMemeJour) m_joues.clear();
     const bool bPremiere = m_dwDate == 0;
     m_dwDate = dwDate;
     m_file = reportes;
-    std::map<int, int> rang;
     for (const Attendu& attendu : Plan(st, !reportes.empty())) {
       if (bMemeJour && attendu.nMinute * 60 < st.SecondsOfDay()) continue;
-      if (bMemeJour && rang[attendu.nMinute]++ < m_servis[attendu.nMinute]) continue;
+      if (bMemeJour && attendu.nRang < m_joues[attendu.nMinute]) continue;
       if (bPremiere && attendu.nMinute * 60 < st.SecondsOfDay()) continue;
       m_file.push_back(attendu);
     }
@@ -118,21 +114,17 @@ class COracle {
     return static_cast<uint32_t>(((local.tm_year + 1900) * 100 + local.tm_mon + 1) * 100 + local.tm_mday);
   }
 
-  void Sort(size_t n) {
-    if (!m_file[n].bReporte) ++m_servis[m_file[n].nMinute];
-    m_file.erase(m_file.begin() + static_cast<std::ptrdiff_t>(n));
-  }
-
   /// The day minute by minute, with a sting before the first message of each and another between.
   std::vector<Attendu> Plan(const CCivilTime& st, bool bMinuitPris) {
     std::vector<Attendu> plan;
     for (int nMinute = 0; nMinute < 1440; ++nMinute) {
       bool bPremier = nMinute != 0 || !bMinuitPris;
+      int nRang = 0;
       for (const RegleConnue& regle : m_regles) {
         if ((regle.nJours >> st.wDayOfWeek & 1) == 0 || Date(st) < regle.dwDu || Date(st) > regle.dwAu) continue;
         if (!regle.A(nMinute)) continue;
-        plan.push_back({Date(st), nMinute, false, bPremier ? "avant" : "entre"});
-        plan.push_back({Date(st), nMinute, false, regle.szEtiquette});
+        plan.push_back({Date(st), nMinute, false, bPremier ? "avant" : "entre", nRang++});
+        plan.push_back({Date(st), nMinute, false, regle.szEtiquette, nRang++});
         bPremier = false;
       }
     }
@@ -141,7 +133,7 @@ class COracle {
 
   std::vector<RegleConnue> m_regles;
   std::deque<Attendu> m_file;
-  std::map<int, int> m_servis;  // of each minute of m_dwDate, how many were played or passed over
+  std::map<int, int> m_joues;  // of each minute of m_dwDate, how many were played
   uint32_t m_dwDate = 0;
 };
 

@@ -169,7 +169,7 @@ class CDay {
       } else if (std::chrono::steady_clock::now() > limite) {
         FAIL() << "a generation did not end";
       } else {
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
       }
     }
   }
