@@ -206,7 +206,7 @@ class CDay {
   std::vector<std::string> Journal() {
     std::vector<std::string> lines;
     for (std::string& line : Lignes(dir / "tonara.log", &nLuJournal)) {
-      if (const size_t stamp = line.find(" : "); stamp != std::string::npos && stamp == 17) line.erase(0, 20);
+      if (const size_t stamp = line.find(" : "); stamp == 17) line.erase(0, 20);
       if (!line.empty()) lines.push_back(std::move(line));
     }
     return lines;
