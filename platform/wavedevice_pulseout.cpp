@@ -27,6 +27,10 @@ constexpr int64_t kBurstNs = 500 * kMs;
 /// How long to wait when the server wants more than time allows, and over how long that is counted.
 constexpr int64_t kHoldNs = 25 * kMs;
 constexpr uint64_t kWindowSec = 10;
+/// A stream counts as young for that long from its second request on, and may run ahead by a grace
+/// meanwhile; a sink that goes on wanting more than that (a slow network link) gets twice as much.
+constexpr int64_t kYoungNs = 1000 * kMs;
+constexpr uint32_t kMaxGraceMs = 6400;
 
 uint32_t BytesOf(const pa_sample_spec& spec, uint32_t dwMs) {
   return static_cast<uint32_t>(uint64_t{spec.rate} * dwMs / 1000 * pa_frame_size(&spec));
@@ -135,6 +139,7 @@ bool CPulseOut::Restart() {
   m_pace.Shift(llNow - m_llPausedAt);
   if (IsReadyLocked()) {
     Unref(pa_stream_cork(m_pStream, 0, nullptr, nullptr));
+    m_allowance.Shift(llNow - m_llPausedAt);
     AliveLocked(llNow);
   } else if (!m_bLostTold) {
     m_llTellAt = llNow + kTellNs;
@@ -150,6 +155,8 @@ bool CPulseOut::Reset() {
     bWasRunning = std::exchange(m_bRunning, false);  // holds the link's thread off while the blocks go back
     m_llPausedAt = WaveNowNs();
     m_pace.Restart(m_llPausedAt);
+    m_allowance.Restart(m_llPausedAt);
+    m_llUsed = 0;
     // With blocks queued somebody cuts the sound short; without, what the server holds is the end of
     // it, and it may sound.
     if (IsReadyLocked() && !m_queue.IsEmpty()) Unref(pa_stream_flush(m_pStream, nullptr, nullptr));
@@ -216,29 +223,39 @@ void CPulseOut::WatchLocked(int64_t llNow) {
 }
 
 void CPulseOut::AliveLocked(int64_t llNow) {
-  uint32_t dwLeft = 0;
-  if (!m_bAlive && !m_bHungry.load() && m_queue.Front(&dwLeft)) {
-    // The clock is somewhere in this block; forgetting that would lose half a block at each return.
-    const uint64_t llDue = std::min<uint64_t>(m_pace.BytesDue(llNow), dwLeft);
-    m_queue.Take(llDue - llDue % m_dwFrame, [](const uint8_t*, uint32_t) { return true; });
+  if (!m_bAlive) {
+    uint32_t dwLeft = 0;
+    if (!m_bHungry.load() && m_queue.Front(&dwLeft)) {
+      // The clock is somewhere in this block; forgetting that would lose half a block at each return.
+      const uint64_t llDue = std::min<uint64_t>(m_pace.BytesDue(llNow), dwLeft);
+      m_queue.Take(llDue - llDue % m_dwFrame, [](const uint8_t*, uint32_t) { return true; });
+    }
+    m_allowance.Restart(llNow);
+    m_llUsed = 0;
   }
   m_bAlive = true;
   m_llTellAt = 0;
   m_llLastHand = llNow;
   m_bHungry = true;
-  m_allowance.Restart(llNow);
-  m_llUsed = 0;
+}
+
+bool CPulseOut::IsYoungLocked(int64_t llNow) const {
+  return m_llYoungUntil == 0 || llNow < m_llYoungUntil;
 }
 
 uint64_t CPulseOut::AllowedLocked(int64_t llNow) {
   const uint64_t llTime = m_allowance.BytesDue(llNow);
   if (llTime > kWindowSec * m_spec.rate * m_dwFrame) {
     // The sound card's clock and ours differ a little; that must not add up. Only the lead is kept.
-    m_llUsed = m_llUsed > llTime ? std::min<uint64_t>(m_llUsed - llTime, m_dwTarget) : 0;
+    m_llUsed = m_llUsed > llTime ? std::min(m_llUsed - llTime, m_llLead) : 0;
     m_allowance.Restart(llNow);
     return AllowedLocked(llNow);
   }
-  const uint64_t llMost = m_dwTarget + m_dwTarget / 4 + llTime + llTime / 50;
+  // A sink that begins fills its own buffer at once; how much that is, it shows in its first second.
+  const bool bYoung = IsYoungLocked(llNow);
+  if (bYoung && m_llUsed > llTime) m_llLead = std::max(m_llLead, m_llUsed - llTime);
+  const uint64_t llLead = std::max<uint64_t>(m_llLead, m_dwTarget) + (bYoung ? BytesOf(m_spec, m_dwGraceMs) : 0);
+  const uint64_t llMost = llLead + m_dwTarget / 4 + llTime + llTime / 50;
   const uint64_t llLeft = llMost > m_llUsed ? llMost - m_llUsed : 0;
   return llLeft - llLeft % m_dwFrame;
 }
@@ -246,9 +263,10 @@ uint64_t CPulseOut::AllowedLocked(int64_t llNow) {
 void CPulseOut::StallLocked() {
   if (!m_bAlive) return;
   m_bAlive = false;
-  // What the server holds would have sounded first.
-  const auto dwHeld = static_cast<uint32_t>(std::min<uint64_t>(m_llHanded, m_dwTarget));
-  m_pace.Restart(m_llLastHand + m_pace.Duration(dwHeld));
+  // The clock goes on where the stream was in time, so that what the server held counts as sounding.
+  m_pace = m_allowance;
+  m_pace.Advance(m_llUsed);
+  m_pace.Forgive(m_llLastHand, 0);
   if (!m_bLostTold) m_llTellAt = m_llLastHand + (m_llHanded > m_dwTarget ? kTellNs : kTellStartNs);
   // A queue that was empty stays marked so: the time without blocks is not made up for.
   if (!m_bRunning) return;
@@ -264,6 +282,7 @@ void CPulseOut::PumpLocked() {
     if (WantsPastLocked()) {
       // The server went on without us (it stood still, or we did) and wants the past filled in, where
       // nobody would hear it. A new stream begins at the present.
+      if (IsYoungLocked(WaveNowNs())) m_dwGraceMs = std::min(m_dwGraceMs * 2, kMaxGraceMs);
       StallLocked();
       TryOpenLocked();
       return;
@@ -276,6 +295,7 @@ void CPulseOut::PumpLocked() {
         llGive, [this](const uint8_t* pData, uint32_t dwLength) { return HandOverLocked(pData, dwLength); });
     if (llTaken > 0) {
       const bool bBegun = m_llHanded > 0;
+      if (bBegun && m_llYoungUntil == 0) m_llYoungUntil = llNow + kYoungNs;
       m_llHanded += llTaken;
       m_llUsed += llTaken;
       m_llLastHand = llNow;
@@ -393,6 +413,8 @@ void CPulseOut::StreamStateLocked(pa_stream* pStream) {
       m_pStream = std::exchange(m_pNext, nullptr);
     }
     m_llHanded = 0;
+    m_llYoungUntil = 0;
+    m_llLead = 0;
     const pa_buffer_attr* pGranted = pa_stream_get_buffer_attr(m_pStream);
     if (pGranted != nullptr && pGranted->tlength > 0) m_dwTarget = pGranted->tlength;
     SetOpening(Opening::Ready, "");
@@ -443,6 +465,7 @@ void CPulseOut::StreamRequestLocked(pa_stream* pStream) {
     if (WantsPastLocked()) {
       TryOpenLocked();
     } else {
+      CPulseLink::Drop(std::exchange(m_pNext, nullptr));
       AliveLocked(WaveNowNs());
       PumpLocked();
     }

@@ -61,6 +61,7 @@ class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
   void StallLocked();
   /// Bytes that may be handed over now without getting ahead of time by more than the buffer.
   uint64_t AllowedLocked(int64_t llNow);
+  [[nodiscard]] bool IsYoungLocked(int64_t llNow) const;
   void TellLostLocked();
   void SetOpening(Opening eOpening, const char* szError);
   [[nodiscard]] bool IsReadyLocked() const;
@@ -95,6 +96,9 @@ class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
   CWavePace m_allowance;  ///< what time allows a live stream to take
   uint64_t m_llUsed = 0;  ///< what it took of that
   bool m_bHeldBack = false;
+  int64_t m_llYoungUntil = 0;  ///< 0: the sink has not asked again yet
+  uint64_t m_llLead = 0;       ///< bytes that the sink took ahead of time while young
+  uint32_t m_dwGraceMs = 400;
   uint32_t m_dwVolume = 0xFFFFFFFFu;
   bool m_bVolumeSet = false;
 

@@ -118,6 +118,8 @@ class CPlayer {
   /// The pace held since the start: worst lead and lag of the completed frames against the clock.
   void ExpectOnTime(const char* szWhen) {
     std::lock_guard lock(m_mutex);
+    testing::Test::RecordProperty("worst_lead_ms", static_cast<int>(m_dLead * 1000));
+    testing::Test::RecordProperty("worst_lag_ms", static_cast<int>(m_dLag * 1000));
     EXPECT_LT(m_dLead, kMaxDriftSec) << szWhen;
     EXPECT_GT(m_dLag, -kMaxDriftSec) << szWhen;
   }
