@@ -334,6 +334,21 @@ TEST_P(WaveServer, OpensWithoutAServerAndComesAlive) {
   player.ExpectOnTime("auto");
 }
 
+TEST_P(WaveServer, AutoGoesOverToALateServer) {
+  setenv("TONARA_ALSA_PCM", "null", 1);
+  m_pBackend = MakeWaveBackend("auto");
+  EXPECT_EQ(m_pBackend->FindOut("null"), 0);
+  ASSERT_TRUE(m_pServer->Start());
+  ASSERT_TRUE(m_pServer->AddSink("sortie", "Sortie du magasin"));
+  {
+    CPlayer player(*m_pBackend, 0);  // an index of ALSA's list, whose card the server has by now
+    EXPECT_TRUE(Heard(seconds(3)));
+    EXPECT_EQ(m_pBackend->FindOut("Sortie du magasin"), 0);
+    player.ExpectOnTime("late server");
+  }
+  unsetenv("TONARA_ALSA_PCM");
+}
+
 TEST_P(WaveServer, AStreamThatBeginsLateIsNoLoss) {
   ASSERT_TRUE(m_pServer->Start());
   ASSERT_TRUE(m_pServer->AddSink("sortie", "Sortie du magasin", false));

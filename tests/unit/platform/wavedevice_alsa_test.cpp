@@ -130,6 +130,34 @@ TEST(WaveAlsa, ComesAliveWhenThePcmAppears) {
   EXPECT_GT(dir.Read("x.raw").size(), size_t{10} * 2205 * 4);
 }
 
+TEST(WaveAuto, TakesAlsaWhereNoServerAnswers) {
+  const CTempDir dir;
+  const char* szOld = getenv("PULSE_SERVER");
+  const std::string szServer = szOld == nullptr ? "" : szOld;
+  setenv("PULSE_SERVER", ("unix:" + dir / "nobody").c_str(), 1);
+  {
+    const CChosenPcm chosen("null");
+    for (const char* szChoice : {"", "auto", "inconnu"}) {
+      const auto pBackend = MakeWaveBackend(szChoice);
+      std::string szName;
+      EXPECT_EQ(pBackend->FindOut("null"), 0) << szChoice;
+      EXPECT_EQ(pBackend->InCount(), 1u);
+      EXPECT_TRUE(pBackend->OutName(0, &szName));
+      const auto pOut = pBackend->OpenOut(0, kFormat, true, CTestBlocks::OnDone, nullptr);
+      ASSERT_NE(pOut, nullptr);
+      CTestBlocks blocks({441 * 4, 441 * 4});
+      blocks.WriteAll(*pOut);
+      pOut->Restart();
+      EXPECT_TRUE(blocks.WaitDone(2));
+    }
+  }
+  if (szOld != nullptr) {
+    setenv("PULSE_SERVER", szServer.c_str(), 1);
+  } else {
+    unsetenv("PULSE_SERVER");
+  }
+}
+
 TEST(WaveAlsa, RecordsInTime) {
   const CChosenPcm chosen("null");
   const auto pBackend = MakeWaveBackend("alsa");
