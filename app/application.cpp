@@ -90,7 +90,8 @@ void CApplication::Start(uint64_t llLancementMs) {
   m_pFenetre->CreeBulles();
   m_pFenetre->Rafraichit();
   PostMsg(g_hMainWnd, kMsgDemarreProgrammes, 0, 0);
-  m_pFenetre->show();
+  // Without a display nobody sees the window, and nothing is spent on drawing it.
+  if (QGuiApplication::platformName() != QLatin1String("offscreen")) m_pFenetre->show();
 }
 
 void CApplication::OnMessage(uint32_t uMsg, uintptr_t wParam) {
@@ -146,7 +147,7 @@ void CApplication::Stop(bool bSansAffichage) {
   g_Mixout.Stop();
   if (bSansAffichage) {
     [[maybe_unused]] CMainWindow* pAbandonnee = m_pFenetre.release();
-  } else if (PositionConnue()) {
+  } else if (m_pFenetre->isVisible() && PositionConnue()) {
     g_Appcfg.PosMain_Left = m_pFenetre->x();
     g_Appcfg.PosMain_Top = m_pFenetre->y();
   }

@@ -8,6 +8,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "app/application.h"
@@ -31,16 +32,15 @@ bool Defini(const char* szVariable) {
   return szValeur != nullptr && *szValeur != '\0';
 }
 
-// Which display to take, unless the environment says it. Each list ends with the platform that needs
-// none: a shop without a screen, or whose display server isn't up, is to have its music all the same.
-void ChoisitAffichage() {
-  if (Defini("QT_QPA_PLATFORM")) return;
+// Which display to take when the environment doesn't say it, as Qt's argument "-platform" wants it. Each
+// list ends with the platform that needs none: a shop without a screen, or whose display server isn't up,
+// is to have its music all the same.
+const char* Affichages() {
   if (Defini("DISPLAY")) {
     // Also under a Wayland session, through its X server: only there does a window know its place.
-    setenv("QT_QPA_PLATFORM", Defini("WAYLAND_DISPLAY") ? "xcb;wayland;offscreen" : "xcb;offscreen", 1);
-  } else {
-    setenv("QT_QPA_PLATFORM", Defini("WAYLAND_DISPLAY") ? "wayland;offscreen" : "offscreen", 1);
+    return Defini("WAYLAND_DISPLAY") ? "xcb;wayland;offscreen" : "xcb;offscreen";
   }
+  return Defini("WAYLAND_DISPLAY") ? "wayland;offscreen" : "offscreen";
 }
 
 std::vector<tonara::MonitorSize> Ecrans() {
@@ -70,14 +70,20 @@ void AvisDuSon(const char* szTexte) {
 
 }  // namespace
 
-int main(int argc, char* argv[]) {
+int main() {
   const uint64_t llLancementMs = tonara::SystemClock().MonotonicMs();
   const bool bAffichageImpose = Defini("QT_QPA_PLATFORM");
-  ChoisitAffichage();
   qInstallMessageHandler(AvisDeQt);
 
-  // First of all, because reading the settings asks for the screens.
-  QApplication application(argc, argv);
+  // First of all, because reading the settings asks for the screens. The program itself reads no
+  // argument; what Qt gets is ours. Qt keeps the references and changes what they refer to.
+  std::string szNom = "tonara";
+  std::string szOption = "-platform";
+  std::string szAffichages = Affichages();
+  char* qtArgv[] = {szNom.data(), szOption.data(), szAffichages.data(), nullptr};
+  int nQtArgc = bAffichageImpose ? 1 : 3;
+  if (bAffichageImpose) qtArgv[1] = nullptr;
+  QApplication application(nQtArgc, qtArgv);
   QApplication::setQuitOnLastWindowClosed(false);
   // The texts of the windows are French; numbers in files are not.
   QLocale::setDefault(QLocale(QLocale::French, QLocale::France));

@@ -38,8 +38,10 @@ CTextBox::CTextBox(int nLignes, const QString& szModele, Cadrage eCadrage, QWidg
 void CTextBox::SetTexte(const QString& szTexte) {
   if (szTexte == m_szTexte) return;
   m_szTexte = szTexte;
-  Decoupe();
-  update();
+  if (isVisible()) {
+    Decoupe();
+    update();
+  }
   if (QAccessible::isActive()) {
     QAccessibleValueChangeEvent evenement(this, m_szTexte);
     QAccessible::updateAccessibility(&evenement);
@@ -88,6 +90,11 @@ void CTextBox::paintEvent(QPaintEvent* /*pEvent*/) {
     peintre.drawText(QRect(interieur.left(), y, interieur.width(), nPas), iCadrage | Qt::AlignVCenter, szLigne);
     y += nPas;
   }
+}
+
+void CTextBox::showEvent(QShowEvent* pEvent) {
+  QFrame::showEvent(pEvent);
+  Decoupe();
 }
 
 void CTextBox::resizeEvent(QResizeEvent* pEvent) {

@@ -29,6 +29,7 @@ class CTextBox final : public QFrame {
 
  protected:
   void paintEvent(QPaintEvent* pEvent) override;
+  void showEvent(QShowEvent* pEvent) override;
   void resizeEvent(QResizeEvent* pEvent) override;
   void changeEvent(QEvent* pEvent) override;
 

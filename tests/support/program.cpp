@@ -8,8 +8,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 namespace tonara::test {
@@ -64,6 +66,11 @@ bool CProgram::Start(const char* szProgramme) {
                                             "QT_QPA_PLATFORM=offscreen",
                                             "TONARA_AUDIO=file:" + m_dir.Dir(),
                                             "XDG_RUNTIME_DIR=" + szRuntime};
+  // The options of a build with a sanitizer.
+  for (const char* szNom : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+    const char* szValeur = std::getenv(szNom);
+    if (szValeur != nullptr) environnement.push_back(std::string(szNom) + "=" + szValeur);
+  }
   if (m_heure) {
     const std::string szFaketime = Faketime();
     if (szFaketime.empty()) return false;
