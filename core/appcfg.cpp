@@ -132,6 +132,12 @@ class CReader {
   void Key(const char* szSection, const char* szKey, float& f) {
     f = ParseReal(m_profile.GetString(szSection, szKey)).value_or(f);
   }
+  template <class T>
+  void Key(const char* szSection, const char* szKey, CPartage<T>& shared) {
+    T v = shared;
+    Key(szSection, szKey, v);
+    shared = v;
+  }
   void Path(const char* szSection, const char* szKey, std::string& sz) {
     sz = m_profile.GetString(szSection, szKey, sz);
   }
@@ -161,6 +167,10 @@ class CWriter {
   void Key(const char* szSection, const char* szKey, uint32_t n) { m_profile.SetInt(szSection, szKey, n); }
   void Key(const char* szSection, const char* szKey, bool b) { m_profile.SetInt(szSection, szKey, b ? 1 : 0); }
   void Key(const char* szSection, const char* szKey, float f) { m_profile.SetString(szSection, szKey, SpellReal(f)); }
+  template <class T>
+  void Key(const char* szSection, const char* szKey, const CPartage<T>& shared) {
+    Key(szSection, szKey, static_cast<T>(shared));
+  }
   void Path(const char* szSection, const char* szKey, const std::string& sz) {
     m_profile.SetString(szSection, szKey, sz);
   }

@@ -1,11 +1,14 @@
 // All global settings of the program, one flat object, kept in "tonara.ini" in the start directory.
-// Read field by field; written on the main thread only.
+// Read field by field; written on the main thread only. What other threads read while it may change is
+// shared value by value (CPartage).
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "core/partage.h"
 
 namespace tonara {
 
@@ -50,14 +53,14 @@ class CAppcfg {
   bool MessagesActifs = true;
   bool VirguleAvant = false;
   bool VirguleEntre = false;
-  bool EnableSyntheOnMessage = false;
+  CPartage<bool> EnableSyntheOnMessage = false;
   // "Musique"
   int MusicSource = 3;
   // "Levels", dB
-  float MessageAudio = 0.0F;
-  float MessageVideo = 0.0F;
-  float Music = 0.0F;
-  float AutoFade = -12.0F;
+  CPartage<float> MessageAudio = 0.0F;
+  CPartage<float> MessageVideo = 0.0F;
+  CPartage<float> Music = 0.0F;
+  CPartage<float> AutoFade = -12.0F;
   // "Video"
   bool EnableVideo = false;
   int VideoPosX = 100;
@@ -67,7 +70,7 @@ class CAppcfg {
   int Monitor = 1;
   int Renderer = 0;
   bool FullScreenAtStart = false;
-  uint32_t DureeMsgImage = 10000;
+  CPartage<uint32_t> DureeMsgImage = 10000U;
   bool Habillage = false;
   uint32_t FondCoul = 16777215;
   bool EnableLogo = true;
