@@ -82,19 +82,10 @@ void CCalendrier::EndGeneration() {
   m_bSuspendu = false;
 }
 
-CEvent* CCalendrier::EventEnCours() {
-  size_t nIndex = 0;
-  if (m_bSuspendu || !m_Journee.FindNext(true, &nIndex, nullptr)) return nullptr;
-  CEvent* pEvent = m_Journee.GetEventAt(nIndex);
-  return pEvent != nullptr && pEvent->m_bDemarre ? pEvent : nullptr;
-}
-
 void CCalendrier::SetMessagesActifs(bool bActifs) {
   const CGuard guard(m_cs);
   if (bActifs) m_Journee.MarkOverdue();
   m_bMessagesActifs = bActifs;
-  // What plays was perhaps to be followed by what is now passed over, or held back.
-  if (CEvent* pEvent = EventEnCours()) pEvent->bFinASAEOF = true;
 }
 
 void CCalendrier::GetStatusText(std::string* pOut) {

@@ -73,7 +73,6 @@ class CCalendrier {
   void FermeSequence(const CEvent* pEvent) REQUIRES(m_cs);
   void MakeStatus(const CEvent* pEvent, const CEvent* pSuivant, int nMaintenant) REQUIRES(m_cs);
   void CedeGeneration(CEvent* pEvent) REQUIRES(m_cs);
-  [[nodiscard]] CEvent* EventEnCours() REQUIRES(m_cs);
 
   CClock& m_clock;
   EventContext& m_context;

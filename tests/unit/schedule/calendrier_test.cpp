@@ -120,6 +120,21 @@ TEST(Calendrier, TurnedOffWhileASequencePlaysClosesIt) {
   EXPECT_EQ(day.Historique().size(), 1U);
 }
 
+// Off and on again between two ticks: the chain's next message is passed over, unseen by the firing thread.
+TEST(Calendrier, OffAndOnWithinATickGivesTheProgrammeBack) {
+  CDay day(2026, 3, 2, 9, 59, 59);
+  day.grille.Remplace({Fixe(day.Wav("a.wav", 3000), 1000), Fixe(day.Wav("b.wav", 1000), 1000)});
+  day.Demarre();
+  day.Avance(3);
+  day.calendrier.SetMessagesActifs(false);
+  day.calendrier.SetMessagesActifs(true);
+  ASSERT_TRUE(day.AvanceTantQue([&] { return day.calendrier.IsMessageEnCours(); }, 5));
+  day.Pas();
+  EXPECT_FALSE(g_bAutofadeActif);
+  day.Avance(2);
+  EXPECT_EQ(day.Historique().size(), 1U);
+}
+
 // Between the end of one event of a chain and the start of the next there is a tick in which the chain can
 // be broken. Whoever breaks it, music and screen come back.
 TEST(Calendrier, ABrokenChainGivesTheProgrammeBack) {
