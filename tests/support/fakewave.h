@@ -41,7 +41,8 @@ class CFakeWave final : public CWaveBackend {
   std::vector<uint8_t> TakePlayed();
   std::vector<int16_t> TakePlayed16();
 
-  /// Records: the next block given to the open input comes back holding these bytes (cut to its room). False if there is no block.
+  /// Records: the next block given to the open input comes back holding these bytes (cut to its room). False if there
+  /// is no block.
   bool Record(const void* pData, uint32_t dwOctets);
   bool IsInOpen();
 
