@@ -1,6 +1,7 @@
 #include "ui/look.h"
 
 #include <QApplication>
+#include <QLocale>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPalette>
@@ -8,6 +9,8 @@
 #include <QStyleFactory>
 #include <QSvgRenderer>
 #include <QWidget>
+
+#include "ui/francais.h"
 
 // The drawings live in a static library, whose resources register themselves only when called. The
 // call must stand outside any namespace.
@@ -42,6 +45,8 @@ QPalette Palette() {
 
 void ApplyLook(QApplication& app) {
   ChargeDessins();
+  InstalleFrancais(app);
+  QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
   QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
   QApplication::setPalette(Palette());
   // Two sizes are enough: a panel's and a window list's. Others are scaled from them by the desktop.
