@@ -1,0 +1,140 @@
+// Pictures of the dialogs with sample content: shots FOLDER [SUFFIX]
+// QT_SCALE_FACTOR sets the scale; SUFFIX ("@2x") goes behind each file's name.
+#include <unistd.h>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QTreeWidget>
+#include <QWidget>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "core/appcfg.h"
+#include "schedule/calendrier.h"
+#include "schedule/grille.h"
+#include "ui/chartedlg.h"
+#include "ui/listeevents.h"
+#include "ui/look.h"
+#include "ui/ruleeditor.h"
+
+namespace tonara {
+namespace {
+
+QString s_szDossier;
+QString s_szSuffixe;
+bool s_bTout = true;
+
+void Photo(QWidget* pFenetre, const char* szNom) {
+  for (int n = 0; n < 50; ++n) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+  const QString szFichier =
+      s_szDossier + QLatin1Char('/') + QLatin1String(szNom) + s_szSuffixe + QStringLiteral(".png");
+  if (!pFenetre->grab().save(szFichier)) {
+    std::fprintf(stderr, "%s can't be written\n", qPrintable(szFichier));
+    s_bTout = false;
+  }
+}
+
+std::vector<Rule> Exemples() {
+  const std::string szMagasin = "/srv/magasin/";
+  std::vector<Rule> vRules(7);
+  vRules[0].Path = szMagasin + "Messages/Promotion du jour.mp3";
+  vRules[0].TimeFrequency = 30;
+  vRules[0].TimeBegin = 930;
+  vRules[0].TimeEnd = 1830;
+  vRules[0].TimeDaysMask = 126;
+  vRules[1] = vRules[0];
+  vRules[1].TimeMode = 1;
+  vRules[1].TimeBegin = 1215;
+  vRules[2].Path = szMagasin + "Messages/Fermeture du magasin.wav";
+  vRules[2].TimeMode = 1;
+  vRules[2].TimeBegin = 1845;
+  vRules[3].Path = szMagasin + "Annonces de la semaine";
+  vRules[3].Folder = true;
+  vRules[3].TimeFrequency = 45;
+  vRules[3].TimeBegin = 1000;
+  vRules[3].TimeEnd = 1900;
+  vRules[3].TimeDaysMask = 62;
+  vRules[3].ValidityMode = 1;
+  vRules[3].ValidityBegin = 20261201;
+  vRules[3].ValidityEnd = 20261224;
+  vRules[4].Path = szMagasin + "Vidéos/Nouvelle collection.mp4";
+  vRules[4].TimeFrequency = 20;
+  vRules[4].TimeBegin = 1000;
+  vRules[4].TimeEnd = 1900;
+  vRules[5].Path = szMagasin + "Affiches/Soldes.png";
+  vRules[5].Enabled = false;
+  vRules[6].Path = szMagasin + "Messages/Ancienne annonce.mp3";
+  return vRules;
+}
+
+void Editeur() {
+  SondesRegles sondes;
+  sondes.fnAccessible = [](const std::string& szPath) { return szPath.find("Ancienne") == std::string::npos; };
+  const auto montre = [&](std::vector<Rule> vRules, int nBas, const char* szNom) {
+    CRuleEditor editeur(std::move(vRules), nullptr, sondes);
+    editeur.show();
+    auto* pArbre = editeur.findChild<QTreeWidget*>();
+    for (int n = 0; n < nBas; ++n) {
+      QKeyEvent touche(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
+      QApplication::sendEvent(pArbre, &touche);
+    }
+    Photo(&editeur, szNom);
+  };
+  montre(Exemples(), 3, "rule-editor");
+  std::vector<Rule> vInverses = Exemples();
+  vInverses[0].TimeBegin = 1930;
+  montre(vInverses, 0, "rule-editor-warning");
+  montre(Exemples(), 1, "rule-editor-fixed");
+  montre({}, 0, "rule-editor-empty");
+}
+
+void Plan() {
+  const std::filesystem::path dossier = std::filesystem::temp_directory_path() / ("shots-" + std::to_string(getpid()));
+  std::filesystem::create_directories(dossier / "Annonces");
+  for (const char* szNom : {"Foie gras et champagne", "Jouets de Noël", "Carte de fidélité"}) {
+    std::ofstream(dossier / "Annonces" / (std::string(szNom) + ".mp3")) << "x";
+  }
+  std::vector<Rule> vRules = Exemples();
+  vRules.resize(4);
+  vRules[3].Path = (dossier / "Annonces").string();
+  for (Rule& rule : vRules) rule.TimeDaysMask = 127, rule.ValidityMode = 0;
+  g_Grille.Remplace(std::move(vRules));
+  CJournee& plan = g_Calendrier.m_Journee;
+  plan.SetDate(SystemClock().LocalTime());
+  plan.Generer(kGenerationJour);
+  for (size_t n = 0; n < 20; ++n) plan.GetEventAt(n)->m_bTermine = true;
+  QWidget fenetre;
+  g_ListeEvents.Open(&fenetre);
+  for (QWidget* pDialogue : QApplication::topLevelWidgets()) {
+    if (pDialogue != &fenetre && pDialogue->isVisible()) Photo(pDialogue, "day-plan");
+  }
+  g_ListeEvents.Close();
+  std::filesystem::remove_all(dossier);
+}
+
+}  // namespace
+}  // namespace tonara
+
+int main(int argc, char** argv) {
+  using namespace tonara;
+  if (argc < 2) {
+    std::fprintf(stderr, "shots FOLDER [SUFFIX]\n");
+    return 2;
+  }
+  setenv("QT_QPA_PLATFORM", "offscreen", 0);
+  QApplication app(argc, argv);
+  ApplyLook(app);
+  s_szDossier = QString::fromLocal8Bit(argv[1]);
+  if (argc > 2) s_szSuffixe = QString::fromLocal8Bit(argv[2]);
+  Editeur();
+  Plan();
+  Charte charte{0xFF8040, 0xFFFFFF, 60, "DejaVu Sans"};
+  CCharteDlg dialogue(charte, nullptr);
+  dialogue.show();
+  Photo(&dialogue, "text-style");
+  return s_bTout ? 0 : 1;
+}

@@ -1,0 +1,34 @@
+// Questions to disks that may be slow, asked off the main thread: a network drive that doesn't answer
+// holds up a thread here and never a window.
+#pragma once
+
+#include <QObject>
+#include <functional>
+#include <memory>
+
+namespace tonara {
+
+/// Main thread. The threads belong to nobody: one that hangs in a dead drive stays behind when its owner
+/// goes and ends when the drive answers or the process does.
+class CArrierePlan final : public QObject {
+ public:
+  using Suite = std::function<void()>;     ///< what to do with an answer; main thread
+  using Travail = std::function<Suite()>;  ///< asks, and may block; any thread, so it holds copies only
+
+  /// At most that many questions at a time; the others wait in order.
+  explicit CArrierePlan(int nThreadsMax);
+  /// Waits for nothing: answers still to come are dropped.
+  ~CArrierePlan() override;
+
+  void Demande(Travail fnTravail);
+  /// Forgets the questions that wait for their turn.
+  void OublieAttente();
+
+ private:
+  struct Etat;
+  static void Boucle(const std::shared_ptr<Etat>& pEtat);
+
+  std::shared_ptr<Etat> m_pEtat;
+};
+
+}  // namespace tonara

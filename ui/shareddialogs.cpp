@@ -1,0 +1,185 @@
+#include "ui/shareddialogs.h"
+
+#include <QAbstractButton>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFileSystemModel>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+#include "platform/paths.h"
+#include "ui/arriereplan.h"
+#include "ui/look.h"
+
+namespace tonara {
+namespace {
+
+constexpr int kMargeDossiers = 10;
+constexpr QSize kTailleDossiers{440, 460};
+constexpr QSize kTailleFichiers{720, 460};
+
+class CDialogueFichier final : public QFileDialog {
+ public:
+  using QFileDialog::QFileDialog;
+
+ protected:
+  void accept() override {
+    const QStringList vChoix = selectedFiles();
+    if (fileMode() == AnyFile && !vChoix.isEmpty() && !QFileInfo(vChoix.first()).absoluteDir().exists()) {
+      ShowBox(this, QStringLiteral("Ce dossier n'existe pas."), windowTitle());
+      return;
+    }
+    QFileDialog::accept();
+  }
+};
+
+class CDialogueDossier final : public QDialog {
+ public:
+  CDialogueDossier(QWidget* pParent, const QString& szTitre, const QString& szDepart, bool bEdit)
+      : QDialog(pParent), m_pModele(new QFileSystemModel(this)), m_pArbre(new QTreeView(this)) {
+    setWindowTitle(szTitre);
+    m_pModele->setFilter(QDir::Dirs | QDir::Drives | QDir::NoDotAndDotDot);
+    m_pModele->setOption(QFileSystemModel::DontUseCustomDirectoryIcons);
+    m_pModele->setRootPath(QDir::rootPath());
+    m_pArbre->setModel(m_pModele);
+    m_pArbre->setHeaderHidden(true);
+    m_pArbre->setUniformRowHeights(true);
+    m_pArbre->setAccessibleName(QStringLiteral("Répertoires"));
+    for (int n = 1; n < m_pModele->columnCount(); ++n) m_pArbre->hideColumn(n);
+
+    auto* pOk = new QPushButton(QStringLiteral("OK"), this);
+    auto* pAnnuler = new QPushButton(QStringLiteral("Annuler"), this);
+    pOk->setObjectName(QStringLiteral("ok"));
+    pOk->setDefault(true);
+    m_pOk = pOk;
+    auto* pBoutons = new QHBoxLayout;
+    pBoutons->addStretch();
+    pBoutons->addWidget(pOk);
+    pBoutons->addWidget(pAnnuler);
+    auto* pFenetre = new QVBoxLayout(this);
+    pFenetre->setContentsMargins(kMargeDossiers, kMargeDossiers, kMargeDossiers, kMargeDossiers);
+    pFenetre->setSpacing(kMargeDossiers);
+    pFenetre->addWidget(m_pArbre);
+    if (bEdit) {
+      m_pNom = new QLineEdit(this);
+      m_pNom->setAccessibleName(QStringLiteral("Nom du répertoire"));
+      pFenetre->addWidget(m_pNom);
+      connect(m_pNom, &QLineEdit::textEdited, this, &CDialogueDossier::Examine);
+    }
+    pFenetre->addLayout(pBoutons);
+    resize(kTailleDossiers);
+
+    connect(m_pArbre->selectionModel(), &QItemSelectionModel::currentChanged, this, [this](const QModelIndex& index) {
+      const QString szPath = index.isValid() ? m_pModele->filePath(index) : QString();
+      if (m_pNom != nullptr) m_pNom->setText(QDir::toNativeSeparators(szPath));
+      Examine(szPath);
+    });
+    // The folders arrive one by one; until the operator does something the first choice is kept in view.
+    connect(m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre,
+            [this] { m_pArbre->scrollTo(m_pArbre->currentIndex()); });
+    connect(m_pArbre, &QAbstractItemView::pressed, this,
+            [this] { disconnect(m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre, nullptr); });
+    connect(pOk, &QPushButton::clicked, this, &QDialog::accept);
+    connect(pAnnuler, &QPushButton::clicked, this, &QDialog::reject);
+
+    m_pOk->setEnabled(false);
+    const QModelIndex depart = m_pModele->index(szDepart);
+    if (depart.isValid()) {
+      m_pArbre->setCurrentIndex(depart);
+      m_pArbre->expand(depart);
+    }
+  }
+
+  [[nodiscard]] const QString& Choix() const { return m_szChoix; }
+
+ private:
+  void Examine(const QString& szPath) {
+    m_szChoix = szPath;
+    m_pOk->setEnabled(false);
+    m_sondes.OublieAttente();
+    if (szPath.isEmpty()) return;
+    m_sondes.Demande([this, szPath, octets = szPath.toStdString()]() -> CArrierePlan::Suite {
+      const bool bDossier = IsFolder(octets);
+      return [this, szPath, bDossier] {
+        if (m_szChoix == szPath) m_pOk->setEnabled(bDossier);
+      };
+    });
+  }
+
+  QFileSystemModel* m_pModele;
+  QTreeView* m_pArbre;
+  QLineEdit* m_pNom = nullptr;
+  QAbstractButton* m_pOk;
+  QString m_szChoix;
+  CArrierePlan m_sondes{2};
+};
+
+}  // namespace
+
+QStringList FiltresFichiers(const QString& szFiltre) {
+  const QString szTexte = szFiltre.isEmpty() ? QStringLiteral("Tous|*.*|") : szFiltre;
+  QStringList vFiltres;
+  const QStringList vParts = szTexte.chopped(1).split(szTexte.back());
+  for (qsizetype n = 0; n + 1 < vParts.size(); n += 2) {
+    QStringList vMotifs = vParts[n + 1].split(QLatin1Char(';'), Qt::SkipEmptyParts);
+    // Here a name need not have a dot.
+    vMotifs.replaceInStrings(QStringLiteral("*.*"), QStringLiteral("*"));
+    vFiltres += QStringLiteral("%1 (%2)").arg(vParts[n], vMotifs.join(QLatin1Char(' ')));
+  }
+  return vFiltres;
+}
+
+bool ChoisirFichier(QWidget* pParent, std::string* pOut, const QString& szFiltre, const QString& szTitre, int nMode,
+                    const std::string& szDossier) {
+  if (pOut == nullptr) return false;
+  static QString s_szDernier;
+  const CDialogueTemp dialogue(std::make_unique<CDialogueFichier>(pParent));
+  // Our own look, and the same dialog on every desktop.
+  dialogue->setOption(QFileDialog::DontUseNativeDialog);
+  dialogue->setOption(QFileDialog::DontUseCustomDirectoryIcons);
+  dialogue->setOption(QFileDialog::ReadOnly);
+  dialogue->setOption(QFileDialog::HideNameFilterDetails);
+  dialogue->setWindowTitle(szTitre.isEmpty() ? QStringLiteral("Choix Fichier") : szTitre);
+  dialogue->setFileMode(nMode == kFichierExistant ? QFileDialog::ExistingFile : QFileDialog::AnyFile);
+  dialogue->setAcceptMode(QFileDialog::AcceptOpen);
+  dialogue->setNameFilters(FiltresFichiers(szFiltre));
+  const QString szDepart = szDossier.empty() ? s_szDernier : QString::fromStdString(szDossier);
+  if (!szDepart.isEmpty()) dialogue->setDirectory(szDepart);
+  dialogue->resize(kTailleFichiers);
+
+  const int nResultat = dialogue->exec();
+  if (!dialogue || nResultat != QDialog::Accepted || dialogue->selectedFiles().isEmpty()) return false;
+  s_szDernier = dialogue->directory().absolutePath();
+  *pOut = dialogue->selectedFiles().first().toStdString();
+  return true;
+}
+
+bool ChoisirDossier(QWidget* pParent, const std::string& szDepart, const QString& szTitre, std::string* pOut,
+                    bool bEdit) {
+  if (pOut == nullptr) return false;
+  const QString szDebut = szDepart.empty() ? QDir::currentPath() : QString::fromStdString(szDepart);
+  const CDialogueTemp dialogue(std::make_unique<CDialogueDossier>(pParent, szTitre, szDebut, bEdit));
+  const int nResultat = dialogue->exec();
+  if (!dialogue || nResultat != QDialog::Accepted) return false;
+  *pOut = QDir::cleanPath(dialogue->Choix()).toStdString();
+  return true;
+}
+
+bool Confirme(QWidget* pParent, const QString& szTexte, const QString& szTitre) {
+  const CDialogueTemp boite(std::make_unique<QMessageBox>(QMessageBox::NoIcon, szTitre, szTexte,
+                                                          QMessageBox::Ok | QMessageBox::Cancel, pParent));
+  boite->setTextFormat(Qt::PlainText);
+  boite->setIconPixmap(DessineIcone(QStringLiteral("warning"), {40, 40}, boite->devicePixelRatioF()));
+  for (QAbstractButton* pBouton : boite->buttons()) pBouton->setIcon(QIcon());
+  boite->setDefaultButton(QMessageBox::Ok);
+  const int nResultat = boite->exec();
+  return boite && nResultat == QMessageBox::Ok;
+}
+
+}  // namespace tonara
