@@ -125,7 +125,7 @@ class CListeDlg final : public QDialog {
 
   /// Reads the plan; the selected row and the first one in sight stay where they were.
   void Fill() {
-    const int nChoisie = m_pListe->currentIndex().row();
+    const int nChoisie = Choisie();
     const int nPremiere = m_pListe->verticalScrollBar()->value();
     m_pModele->Lit();
     const int nLignes = m_pModele->rowCount({});
@@ -142,7 +142,7 @@ class CListeDlg final : public QDialog {
     const int nLignes = m_pModele->rowCount({});
     if (nLigne >= nLignes) return;  // the plan has changed; its new rows come with the end of the generation
     Amene(std::min(nLigne + ParPage() / 2, nLignes - 1));
-    if (m_pListe->currentIndex().row() != nLigne) m_pListe->selectRow(nLigne);
+    if (Choisie() != nLigne) m_pListe->selectRow(nLigne);
     Amene(nLigne);
   }
 
@@ -194,6 +194,11 @@ class CListeDlg final : public QDialog {
     pTitres->setSectionResizeMode(kNom, QHeaderView::Stretch);
   }
 
+  /// -1 if none is. Not the current row: a list that has the focus always has one of these.
+  [[nodiscard]] int Choisie() const {
+    const QModelIndexList vChoisies = m_pListe->selectionModel()->selectedRows();
+    return vChoisies.isEmpty() ? -1 : vChoisies.first().row();
+  }
   /// Rows that are wholly in sight.
   [[nodiscard]] int ParPage() const {
     return std::max(1, m_pListe->viewport()->height() / m_pListe->verticalHeader()->defaultSectionSize());
