@@ -1,17 +1,22 @@
 #include "app/application.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QGuiApplication>
-#include <QMessageBox>
 #include <cstdlib>
+#include <utility>
 
 #include "audio/mixout.h"
+#include "audio/preview.h"
 #include "core/appcfg.h"
 #include "core/historique.h"
 #include "core/log.h"
 #include "programmes/audioprogram.h"
 #include "schedule/calendrier.h"
 #include "schedule/grille.h"
+#include "ui/listeevents.h"
+#include "ui/mixergui.h"
+#include "ui/msgtarget.h"
 #include "video/contentlistmngr.h"
 
 namespace tonara {
@@ -23,6 +28,9 @@ namespace {
 
 constexpr int kPeriodeAffichageMs = 500;
 constexpr int kPeriodeJourMs = 200;
+constexpr int kPeriodeNiveauxMs = 200;
+constexpr int kEssaisModale = 20;
+constexpr int kAttenteModaleMs = 20;
 constexpr char kTitre[] = "tonara 2.05a";
 
 CApplication* s_pApplication = nullptr;  // while it is up
@@ -55,6 +63,9 @@ void CApplication::Start(uint64_t llLancementMs) {
   m_pMessages->Connecte(g_hMainWnd,
                         [this](uint32_t uMsg, uintptr_t wParam, intptr_t /*lParam*/) { OnMessage(uMsg, wParam); });
 
+  SetMsgConnector({[this](MsgTarget target, MsgRecepteur fn) { m_pMessages->Connecte(target, std::move(fn)); },
+                   [this](MsgTarget target) { m_pMessages->Deconnecte(target); }});
+
   g_Historique.SetPath(g_szAppDir);
   g_Historique.Enable(g_Appcfg.ActiverHistorique);
   g_Historique.Add("<----- DEMARRAGE APPLICATION ----->\n");
@@ -76,6 +87,7 @@ void CApplication::Start(uint64_t llLancementMs) {
   m_timerAffichage.start(kPeriodeAffichageMs);
   connect(&m_timerJour, &QTimer::timeout, this, [] { g_Calendrier.CheckJour(&g_stDernierJour); });
   m_timerJour.start(kPeriodeJourMs);
+  connect(&m_timerNiveaux, &QTimer::timeout, m_pFenetre.get(), &CMainWindow::RafraichitNiveaux);
 
   g_Grille.Load(g_szAppDir);
   g_stDernierJour = SystemClock().LocalTime();
@@ -83,6 +95,7 @@ void CApplication::Start(uint64_t llLancementMs) {
   g_Calendrier.StartThread();
   g_Calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
   m_pFenetre->AfficheMessagesActifs(g_Appcfg.MessagesActifs);
+  m_pFenetre->AfficheTextesActifs(g_Appcfg.Synthe.Enable);
   g_Calendrier.SetMessagesActifs(g_Appcfg.MessagesActifs);
 
   m_pFenetre->setWindowTitle(QLatin1String(kTitre));
@@ -91,7 +104,10 @@ void CApplication::Start(uint64_t llLancementMs) {
   m_pFenetre->Rafraichit();
   PostMsg(g_hMainWnd, kMsgDemarreProgrammes, 0, 0);
   // Without a display nobody sees the window, and nothing is spent on drawing it.
-  if (QGuiApplication::platformName() != QLatin1String("offscreen")) m_pFenetre->show();
+  if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
+    m_timerNiveaux.start(kPeriodeNiveauxMs);
+    m_pFenetre->show();
+  }
 }
 
 void CApplication::OnMessage(uint32_t uMsg, uintptr_t wParam) {
@@ -105,7 +121,10 @@ void CApplication::OnMessage(uint32_t uMsg, uintptr_t wParam) {
     case kMsgFinGeneration:
       FinGeneration();
       break;
-    default:  // kMsgTick among them: nobody shows the running event yet
+    case kMsgTick:
+      g_ListeEvents.MoveHighlight();
+      break;
+    default:
       break;
   }
 }
@@ -121,10 +140,23 @@ void CApplication::DemarreProgrammes() {
 
 void CApplication::FinGeneration() {
   g_Calendrier.EndGeneration();
+  g_ListeEvents.Refresh();
   if (g_Calendrier.m_Journee.m_bFichiersManquants) m_pFenetre->AvertitFichiersManquants();
 }
 
 void CApplication::Ferme() {
+  // A modal window has a loop of its own, on whose stack its objects live: it has to return before they
+  // are destroyed. Leaving it is what its close box does.
+  if (QWidget* pModale = QApplication::activeModalWidget(); pModale != nullptr && m_nEssaisModale++ < kEssaisModale) {
+    auto* pDialogue = qobject_cast<QDialog*>(pModale);
+    if (pDialogue != nullptr) {
+      pDialogue->reject();
+    } else {
+      pModale->close();
+    }
+    QTimer::singleShot(kAttenteModaleMs, this, &CApplication::Ferme);
+    return;
+  }
   Stop();
   QCoreApplication::exit();
 }
@@ -139,12 +171,19 @@ void CApplication::Stop(bool bSansAffichage) {
   // A generation under way uses the globals that go down below. What it posts at its end is lost with
   // the receiver.
   g_Calendrier.m_Journee.WaitGeneration();
+  g_Preview.Arreter();
   m_pMessages->Deconnecte(g_hMainWnd);
   g_hMainWnd = 0;
   m_timerJour.stop();
   m_timerAffichage.stop();
+  m_timerNiveaux.stop();
   g_Mixout.StopAll();
   g_Mixout.Stop();
+  if (!bSansAffichage) {
+    // The panel saves its levels as it closes.
+    g_MixerGUI.Close();
+    g_ListeEvents.Close();
+  }
   if (bSansAffichage) {
     [[maybe_unused]] CMainWindow* pAbandonnee = m_pFenetre.release();
   } else if (m_pFenetre->isVisible() && PositionConnue()) {
@@ -152,6 +191,7 @@ void CApplication::Stop(bool bSansAffichage) {
     g_Appcfg.PosMain_Top = m_pFenetre->y();
   }
   m_pFenetre.reset();
+  SetMsgConnector({});
   g_pWarning = nullptr;
   m_pWarning.reset();
   m_pMessages.reset();

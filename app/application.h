@@ -31,7 +31,7 @@ class CApplication final : public QObject {
   /// Takes everything down in order; blocks until the threads have ended. Does nothing when nothing
   /// is up. bSansAffichage: the display has gone, so no window is touched.
   void Stop(bool bSansAffichage = false);
-  /// The close message: Stop, then the end of the event loop.
+  /// The close message: modal windows are left first, then Stop, then the end of the event loop.
   void Ferme();
 
  private:
@@ -45,7 +45,9 @@ class CApplication final : public QObject {
   std::unique_ptr<CMainWindow> m_pFenetre;
   QTimer m_timerAffichage;  // 1
   QTimer m_timerJour;       // 3
+  QTimer m_timerNiveaux;    // 4
   bool m_bDemarre = false;
+  int m_nEssaisModale = 0;
 };
 
 }  // namespace tonara

@@ -7,18 +7,33 @@
 #include <QMessageBox>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <algorithm>
 
+#include "audio/mixout.h"
 #include "core/appcfg.h"
 #include "schedule/calendrier.h"
 #include "ui/groupe.h"
 #include "ui/iconbutton.h"
+#include "ui/listeevents.h"
 #include "ui/look.h"
+#include "ui/mixergui.h"
 #include "ui/textbox.h"
+#include "ui/vumeter.h"
 
 namespace tonara {
 namespace {
 
 constexpr size_t kStatusMax = 256;  // bytes of the status that are looked at
+constexpr QSize kTailleIcone{30, 30};
+constexpr QSize kTailleBascule{56, 32};
+
+QHBoxLayout* Rangee(CGroupe* pGroupe) {
+  auto* pRangee = new QHBoxLayout(pGroupe);
+  // A button is larger than its drawing, on either side.
+  pRangee->setContentsMargins(kMarge - 4, kEspace, kMarge - 4, kMarge - 4);
+  pRangee->setSpacing(kEspace);
+  return pRangee;
+}
 
 }  // namespace
 
@@ -52,39 +67,97 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   pEntete->addStretch();
   pEntete->addWidget(m_pHorloge);
 
+  auto* pGeneral = new CGroupe(QStringLiteral("Général"), this);
+  m_pMetres = new CZoneVuMetres(g_Appcfg.ModeVuMetres, pGeneral);
+  m_pMetres->setAccessibleName(QStringLiteral("Niveaux de sortie"));
+  m_vNiveaux.assign(static_cast<size_t>(m_pMetres->NbBarres()), kNiveauRepos);
+  m_vCretes = m_vAlarmes = m_vNiveaux;
+  m_pNiveaux = Bouton(QStringLiteral("levels"), QStringLiteral("Régler les niveaux audio"), pGeneral);
+  m_pConfiguration = Bouton(QStringLiteral("settings"), QStringLiteral("Configurer tonara"), pGeneral);
+  auto* pRangeeGeneral = Rangee(pGeneral);
+  pRangeeGeneral->addSpacing(4);
+  pRangeeGeneral->addWidget(m_pMetres);
+  pRangeeGeneral->addWidget(m_pNiveaux);
+  pRangeeGeneral->addWidget(m_pConfiguration);
+
   auto* pGroupeMessages = new CGroupe(QStringLiteral("Messages"), this);
-  m_pMessages = new CIconButton(QStringLiteral("toggle-on"), QStringLiteral("toggle-off"), {56, 32}, pGroupeMessages);
+  m_pMessages =
+      new CIconButton(QStringLiteral("toggle-on"), QStringLiteral("toggle-off"), kTailleBascule, pGroupeMessages);
   m_pMessages->setAccessibleName(QStringLiteral("Diffusion des messages programmés"));
   m_pStatus = new CTextBox(2, QStringLiteral("Nom d'un message assez long dans 23 h 59 mn 59 s"),
                            CTextBox::Cadrage::Centre, pGroupeMessages);
   m_pStatus->SetMarges(8, 6);
   m_pStatus->setAccessibleName(QStringLiteral("État de la programmation"));
   m_pStatus->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-  auto* pMessages = new QHBoxLayout(pGroupeMessages);
-  pMessages->setContentsMargins(kMarge - 4, kEspace, kMarge, kMarge - 2);
-  pMessages->setSpacing(kEspace);
+  m_pPlan = Bouton(QStringLiteral("plan"), QStringLiteral("Programmer les messages"), pGroupeMessages);
+  auto* pMessages = Rangee(pGroupeMessages);
   pMessages->addWidget(m_pMessages);
   pMessages->addWidget(m_pStatus);
+  pMessages->addWidget(m_pPlan);
+
+  auto* pGroupeTextes = new CGroupe(QStringLiteral("Textes défilants"), this);
+  m_pTextes = new CIconButton(QStringLiteral("toggle-on"), QStringLiteral("toggle-off"), kTailleBascule, pGroupeTextes);
+  m_pTextes->setAccessibleName(QStringLiteral("Diffusion des textes défilants"));
+  m_pGestionTextes = Bouton(QStringLiteral("texts"), QStringLiteral("Gérer les textes défilants"), pGroupeTextes);
+  auto* pTextes = Rangee(pGroupeTextes);
+  pTextes->addWidget(m_pTextes);
+  pTextes->addStretch();
+  pTextes->addWidget(m_pGestionTextes);
+
+  auto* pGroupeProgramme = new CGroupe(QStringLiteral("Programme"), this);
+  m_pProgramme = Bouton(QStringLiteral("music"), QStringLiteral("Définir le programme continu"), pGroupeProgramme);
+  auto* pProgramme = Rangee(pGroupeProgramme);
+  pProgramme->addStretch();
+  pProgramme->addWidget(m_pProgramme);
+  pProgramme->addStretch();
+  // Their windows are still to come.
+  for (CIconButton* pBouton : {m_pConfiguration, m_pGestionTextes, m_pProgramme}) pBouton->setEnabled(false);
+
+  auto* pBas = new QHBoxLayout;
+  pBas->setSpacing(kEspaceGroupe);
+  pBas->addWidget(pGroupeTextes, 2);
+  pBas->addWidget(pGroupeProgramme, 1);
 
   auto* pFenetre = new QVBoxLayout(this);
   pFenetre->setContentsMargins(kMarge, kMarge, kMarge, kMarge);
   pFenetre->setSpacing(kEspaceGroupe);
   pFenetre->addLayout(pEntete);
+  pFenetre->addWidget(pGeneral);
   pFenetre->addWidget(pGroupeMessages);
+  pFenetre->addLayout(pBas);
   pFenetre->setSizeConstraint(QLayout::SetFixedSize);
 
-  setTabOrder(m_pLogo, m_pAvertissement);
-  setTabOrder(m_pAvertissement, m_pMessages);
+  QWidget* pAvant = m_pLogo;
+  for (CIconButton* pBouton : {m_pAvertissement, m_pNiveaux, m_pConfiguration, m_pMessages, m_pPlan, m_pTextes,
+                               m_pGestionTextes, m_pProgramme}) {
+    setTabOrder(pAvant, pBouton);
+    pAvant = pBouton;
+  }
 
   connect(m_pLogo, &QAbstractButton::clicked, this, &CMainWindow::OuvreSite);
   connect(m_pAvertissement, &QAbstractButton::clicked, this, [] {
     if (g_pWarning != nullptr) g_pWarning->Show();
   });
+  connect(m_pMetres, &CZoneVuMetres::Clic, this,
+          [this] { std::fill(m_vAlarmes.begin(), m_vAlarmes.end(), kNiveauRepos); });
+  connect(m_pNiveaux, &QAbstractButton::clicked, this, [this] { g_MixerGUI.Open(this, &g_Mixout); });
+  connect(m_pPlan, &QAbstractButton::clicked, this, [this] { g_ListeEvents.Open(this); });
+  connect(m_pTextes, &QAbstractButton::clicked, this, &CMainWindow::BasculeTextes);
   // clicked, not toggled: setting the state by program must change nothing else.
   connect(m_pMessages, &QAbstractButton::clicked, this, &CMainWindow::BasculeMessages);
   // The window itself has the focus at first: a space bar hit by chance must not switch the messages off.
   setFocusPolicy(Qt::ClickFocus);
   setFocus();
+}
+
+CIconButton* CMainWindow::Bouton(const QString& szIcone, const QString& szNom, QWidget* pParent) {
+  auto* pBouton = new CIconButton(szIcone, kTailleIcone, pParent);
+  pBouton->setAccessibleName(szNom);
+  return pBouton;
+}
+
+void CMainWindow::AfficheTextesActifs(bool bActifs) {
+  m_pTextes->setChecked(bActifs);
 }
 
 void CMainWindow::AfficheMessagesActifs(bool bActifs) {
@@ -93,7 +166,11 @@ void CMainWindow::AfficheMessagesActifs(bool bActifs) {
 
 void CMainWindow::CreeBulles() {
   AddToolTip(m_pLogo, QStringLiteral("Accès au site internet tonara"));
+  for (CIconButton* pBouton : {m_pNiveaux, m_pConfiguration, m_pPlan, m_pGestionTextes, m_pProgramme}) {
+    AddToolTip(pBouton, pBouton->accessibleName());
+  }
   AddToolTip(m_pMessages, QStringLiteral("Autoriser / Interdire la diffusion des messages programmés"));
+  AddToolTip(m_pTextes, QStringLiteral("Autoriser / Interdire la diffusion des textes défilants"));
 }
 
 WarningUi CMainWindow::UiAvertissement() {
@@ -119,6 +196,23 @@ void CMainWindow::Rafraichit() {
   if (szStatus.compare(0, kStatusMax, m_szStatus) != 0) {
     m_szStatus = szStatus.substr(0, kStatusMax);
     m_pStatus->SetTexte(QString::fromStdString(m_szStatus));
+  }
+  g_MixerGUI.SetMessageEnCours(g_Calendrier.IsMessageEnCours());
+}
+
+void CMainWindow::RafraichitNiveaux() {
+  const int nBarres = m_pMetres->NbBarres();
+  if (!g_Mixout.IsActif()) {
+    for (int i = 0; i < nBarres; ++i) m_pMetres->Update(i, kNiveauRepos, kNiveauRepos);
+    return;
+  }
+  std::fill(m_vNiveaux.begin(), m_vNiveaux.end(), kNiveauRepos);
+  std::fill(m_vCretes.begin(), m_vCretes.end(), kNiveauRepos);
+  g_Mixout.GetNiveaux(m_vNiveaux.data(), m_vCretes.data(), nBarres);
+  for (int i = 0; i < nBarres; ++i) {
+    const auto n = static_cast<size_t>(i);
+    m_vAlarmes[n] = std::max(m_vAlarmes[n], m_vCretes[n]);
+    m_pMetres->Update(i, m_vNiveaux[n], m_vAlarmes[n]);
   }
 }
 
@@ -150,6 +244,11 @@ void CMainWindow::OuvreSite() {
 void CMainWindow::BasculeMessages(bool bActifs) {
   g_Appcfg.MessagesActifs = bActifs;
   g_Calendrier.SetMessagesActifs(bActifs);
+  g_Appcfg.Save();
+}
+
+void CMainWindow::BasculeTextes(bool bActifs) {
+  g_Appcfg.Synthe.Enable = bActifs;
   g_Appcfg.Save();
 }
 

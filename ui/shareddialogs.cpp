@@ -1,6 +1,7 @@
 #include "ui/shareddialogs.h"
 
 #include <QAbstractButton>
+#include <QAbstractFileIconProvider>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -10,8 +11,10 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
+#include <cmath>
 
 #include "platform/paths.h"
 #include "ui/arriereplan.h"
@@ -21,12 +24,56 @@ namespace tonara {
 namespace {
 
 constexpr int kMargeDossiers = 10;
+constexpr int kCoteImage = 16;
 constexpr QSize kTailleDossiers{440, 460};
 constexpr QSize kTailleFichiers{720, 460};
 
+QIcon Image(const char* szNom, const QWidget* pFenetre) {
+  const QString szDessin = QString::fromLatin1(szNom);
+  return QIcon(DessineIcone(szDessin, {kCoteImage, kCoteImage}, std::ceil(pFenetre->devicePixelRatioF())));
+}
+
+/// Our drawings for files and folders. Asked on the thread that reads the disk, so it only hands out what it
+/// has made beforehand.
+class CImagesFichiers final : public QAbstractFileIconProvider {
+ public:
+  explicit CImagesFichiers(const QWidget* pFenetre)
+      : m_fichier(Image("line-file", pFenetre)),
+        m_dossier(Image("line-folder", pFenetre)),
+        m_ordinateur(Image("line-computer", pFenetre)) {}
+
+  [[nodiscard]] QIcon icon(IconType eType) const override {
+    if (eType == Computer || eType == Drive) return m_ordinateur;
+    return eType == File ? m_fichier : m_dossier;
+  }
+  [[nodiscard]] QIcon icon(const QFileInfo& fichier) const override { return fichier.isDir() ? m_dossier : m_fichier; }
+
+ private:
+  QIcon m_fichier;
+  QIcon m_dossier;
+  QIcon m_ordinateur;
+};
+
 class CDialogueFichier final : public QFileDialog {
  public:
-  using QFileDialog::QFileDialog;
+  explicit CDialogueFichier(QWidget* pParent) : QFileDialog(pParent), m_images(this) {
+    // Our own look, and the same dialog on every desktop. Choosing changes nothing on the disk.
+    setOption(DontUseNativeDialog);
+    setOption(ReadOnly);
+    setOption(HideNameFilterDetails);
+    setIconProvider(&m_images);
+    setViewMode(List);
+    constexpr std::pair<const char*, const char*> kBoutons[] = {{"backButton", "nav-back"},
+                                                                {"forwardButton", "nav-forward"},
+                                                                {"toParentButton", "nav-up"},
+                                                                {"listModeButton", "view-list"},
+                                                                {"detailModeButton", "view-detail"}};
+    for (const auto& [szBouton, szImage] : kBoutons) {
+      if (auto* pBouton = findChild<QToolButton*>(QLatin1String(szBouton))) pBouton->setIcon(Image(szImage, this));
+    }
+    if (auto* pNouveau = findChild<QToolButton*>(QStringLiteral("newFolderButton"))) pNouveau->hide();
+    resize(kTailleFichiers);
+  }
 
  protected:
   void accept() override {
@@ -37,15 +84,18 @@ class CDialogueFichier final : public QFileDialog {
     }
     QFileDialog::accept();
   }
+
+ private:
+  CImagesFichiers m_images;
 };
 
 class CDialogueDossier final : public QDialog {
  public:
   CDialogueDossier(QWidget* pParent, const QString& szTitre, const QString& szDepart, bool bEdit)
-      : QDialog(pParent), m_pModele(new QFileSystemModel(this)), m_pArbre(new QTreeView(this)) {
+      : QDialog(pParent), m_images(this), m_pModele(new QFileSystemModel(this)), m_pArbre(new QTreeView(this)) {
     setWindowTitle(szTitre);
     m_pModele->setFilter(QDir::Dirs | QDir::Drives | QDir::NoDotAndDotDot);
-    m_pModele->setOption(QFileSystemModel::DontUseCustomDirectoryIcons);
+    m_pModele->setIconProvider(&m_images);
     m_pModele->setRootPath(QDir::rootPath());
     m_pArbre->setModel(m_pModele);
     m_pArbre->setHeaderHidden(true);
@@ -81,8 +131,10 @@ class CDialogueDossier final : public QDialog {
       Examine(szPath);
     });
     // The folders arrive one by one; until the operator does something the first choice is kept in view.
-    connect(m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre,
-            [this] { m_pArbre->scrollTo(m_pArbre->currentIndex()); });
+    connect(
+        m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre,
+        [this] { m_pArbre->scrollTo(m_pArbre->currentIndex(), QAbstractItemView::PositionAtCenter); },
+        Qt::QueuedConnection);
     connect(m_pArbre, &QAbstractItemView::pressed, this,
             [this] { disconnect(m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre, nullptr); });
     connect(pOk, &QPushButton::clicked, this, &QDialog::accept);
@@ -112,6 +164,7 @@ class CDialogueDossier final : public QDialog {
     });
   }
 
+  CImagesFichiers m_images;
   QFileSystemModel* m_pModele;
   QTreeView* m_pArbre;
   QLineEdit* m_pNom = nullptr;
@@ -140,19 +193,12 @@ bool ChoisirFichier(QWidget* pParent, std::string* pOut, const QString& szFiltre
   if (pOut == nullptr) return false;
   static QString s_szDernier;
   const CDialogueTemp dialogue(std::make_unique<CDialogueFichier>(pParent));
-  // Our own look, and the same dialog on every desktop.
-  dialogue->setOption(QFileDialog::DontUseNativeDialog);
-  dialogue->setOption(QFileDialog::DontUseCustomDirectoryIcons);
-  dialogue->setOption(QFileDialog::ReadOnly);
-  dialogue->setOption(QFileDialog::HideNameFilterDetails);
   dialogue->setWindowTitle(szTitre.isEmpty() ? QStringLiteral("Choix Fichier") : szTitre);
   dialogue->setFileMode(nMode == kFichierExistant ? QFileDialog::ExistingFile : QFileDialog::AnyFile);
   dialogue->setAcceptMode(QFileDialog::AcceptOpen);
   dialogue->setNameFilters(FiltresFichiers(szFiltre));
   const QString szDepart = szDossier.empty() ? s_szDernier : QString::fromStdString(szDossier);
   if (!szDepart.isEmpty()) dialogue->setDirectory(szDepart);
-  dialogue->resize(kTailleFichiers);
-
   const int nResultat = dialogue->exec();
   if (!dialogue || nResultat != QDialog::Accepted || dialogue->selectedFiles().isEmpty()) return false;
   s_szDernier = dialogue->directory().absolutePath();

@@ -224,7 +224,15 @@ TEST_F(MainWindowTest, FixedSizeSharedColoursAndToolTips) {
 TEST_F(MainWindowTest, TabGoesThroughTheControlsInReadingOrder) {
   m_avertissement.SetText("x");
   m_pFenetre->Rafraichit();
-  QWidget* const attendus[] = {Controle<CIconButton>("Accès au site internet tonara"), Avertissement(), Bascule()};
+  QWidget* const attendus[] = {Controle<CIconButton>("Accès au site internet tonara"),
+                               Avertissement(),
+                               Controle<CIconButton>("Régler les niveaux audio"),
+                               Controle<CIconButton>("Configurer tonara"),
+                               Bascule(),
+                               Controle<CIconButton>("Programmer les messages"),
+                               Controle<CIconButton>("Diffusion des textes défilants"),
+                               Controle<CIconButton>("Gérer les textes défilants"),
+                               Controle<CIconButton>("Définir le programme continu")};
   QWidget* pWidget = m_pFenetre.get();
   for (QWidget* pAttendu : attendus) {
     do {
