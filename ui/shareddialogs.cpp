@@ -33,12 +33,13 @@ QIcon Image(const char* szNom, const QWidget* pFenetre) {
   return QIcon(DessineIcone(szDessin, {kCoteImage, kCoteImage}, std::ceil(pFenetre->devicePixelRatioF())));
 }
 
-/// Our drawings for files and folders. Asked on the thread that reads the disk, so it only hands out what it
-/// has made beforehand.
-class CImagesFichiers final : public QAbstractFileIconProvider {
+/// Our drawings for files and folders. Asked on the model's thread, which reads the disk: so it only hands
+/// out what it has made beforehand, and it is the window's child behind the model, to go after it.
+class CImagesFichiers final : public QObject, public QAbstractFileIconProvider {
  public:
-  explicit CImagesFichiers(const QWidget* pFenetre)
-      : m_fichier(Image("line-file", pFenetre)),
+  explicit CImagesFichiers(QWidget* pFenetre)
+      : QObject(pFenetre),
+        m_fichier(Image("line-file", pFenetre)),
         m_dossier(Image("line-folder", pFenetre)),
         m_ordinateur(Image("line-computer", pFenetre)) {}
 
@@ -56,12 +57,12 @@ class CImagesFichiers final : public QAbstractFileIconProvider {
 
 class CDialogueFichier final : public QFileDialog {
  public:
-  explicit CDialogueFichier(QWidget* pParent) : QFileDialog(pParent), m_images(this) {
+  explicit CDialogueFichier(QWidget* pParent) : QFileDialog(pParent) {
     // Our own look, and the same dialog on every desktop. Choosing changes nothing on the disk.
     setOption(DontUseNativeDialog);
     setOption(ReadOnly);
     setOption(HideNameFilterDetails);
-    setIconProvider(&m_images);
+    setIconProvider(new CImagesFichiers(this));
     setViewMode(List);
     constexpr std::pair<const char*, const char*> kBoutons[] = {{"backButton", "nav-back"},
                                                                 {"forwardButton", "nav-forward"},
@@ -84,18 +85,15 @@ class CDialogueFichier final : public QFileDialog {
     }
     QFileDialog::accept();
   }
-
- private:
-  CImagesFichiers m_images;
 };
 
 class CDialogueDossier final : public QDialog {
  public:
   CDialogueDossier(QWidget* pParent, const QString& szTitre, const QString& szDepart, bool bEdit)
-      : QDialog(pParent), m_images(this), m_pModele(new QFileSystemModel(this)), m_pArbre(new QTreeView(this)) {
+      : QDialog(pParent), m_pModele(new QFileSystemModel(this)), m_pArbre(new QTreeView(this)) {
     setWindowTitle(szTitre);
     m_pModele->setFilter(QDir::Dirs | QDir::Drives | QDir::NoDotAndDotDot);
-    m_pModele->setIconProvider(&m_images);
+    m_pModele->setIconProvider(new CImagesFichiers(this));
     m_pModele->setRootPath(QDir::rootPath());
     m_pArbre->setModel(m_pModele);
     m_pArbre->setHeaderHidden(true);
@@ -164,7 +162,6 @@ class CDialogueDossier final : public QDialog {
     });
   }
 
-  CImagesFichiers m_images;
   QFileSystemModel* m_pModele;
   QTreeView* m_pArbre;
   QLineEdit* m_pNom = nullptr;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 #include <QApplication>
 #include <QKeyEvent>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QWidget>
 
@@ -20,6 +21,7 @@
 #include "ui/listeevents.h"
 #include "ui/look.h"
 #include "ui/ruleeditor.h"
+#include "ui/shareddialogs.h"
 
 namespace tonara {
 namespace {
@@ -29,7 +31,10 @@ QString s_szSuffixe;
 bool s_bTout = true;
 
 void Photo(QWidget* pFenetre, const char* szNom) {
-  for (int n = 0; n < 50; ++n) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+  // Time for what comes from other threads.
+  QEventLoop boucle;
+  QTimer::singleShot(300, &boucle, &QEventLoop::quit);
+  boucle.exec();
   const QString szFichier =
       s_szDossier + QLatin1Char('/') + QLatin1String(szNom) + s_szSuffixe + QStringLiteral(".png");
   if (!pFenetre->grab().save(szFichier)) {
@@ -116,6 +121,36 @@ void Plan() {
   std::filesystem::remove_all(dossier);
 }
 
+/// Photographs the modal dialog that comes up next, and closes it.
+void PhotoModale(const char* szNom) {
+  QTimer::singleShot(300, [szNom] {
+    QWidget* pDialogue = QApplication::activeModalWidget();
+    if (pDialogue == nullptr) {
+      s_bTout = false;
+      return;
+    }
+    Photo(pDialogue, szNom);
+    pDialogue->close();
+  });
+}
+
+void Choix() {
+  const std::filesystem::path dossier = std::filesystem::temp_directory_path() / ("shots-" + std::to_string(getpid()));
+  std::filesystem::create_directories(dossier / "Messages");
+  std::filesystem::create_directories(dossier / "Musiques");
+  for (const char* szNom : {"Promotion du jour.mp3", "Fermeture du magasin.wav"}) std::ofstream(dossier / szNom) << "x";
+  std::string szOut;
+  PhotoModale("file-chooser");
+  ChoisirFichier(nullptr, &szOut, QStringLiteral("Tous (*.*)|*.*|"), QStringLiteral("Ajouter un message"),
+                 kFichierExistant, dossier.string());
+  PhotoModale("folder-browser");
+  ChoisirDossier(nullptr, dossier.string(), QStringLiteral("Répertoire des messages"), &szOut);
+  PhotoModale("question");
+  Confirme(nullptr, QStringLiteral("Confirmez-vous la suppression de la règle ?"),
+           QStringLiteral("Suppression de règles"));
+  std::filesystem::remove_all(dossier);
+}
+
 }  // namespace
 }  // namespace tonara
 
@@ -132,6 +167,7 @@ int main(int argc, char** argv) {
   if (argc > 2) s_szSuffixe = QString::fromLocal8Bit(argv[2]);
   Editeur();
   Plan();
+  Choix();
   Charte charte{0xFF8040, 0xFFFFFF, 60, "DejaVu Sans"};
   CCharteDlg dialogue(charte, nullptr);
   dialogue.show();
