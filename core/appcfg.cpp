@@ -247,14 +247,6 @@ bool GetName(const NameList& list, int nIndex, std::string* pName) {
          NameAt(list, static_cast<uint32_t>(nIndex), pName);
 }
 
-int Find(const NameList& list, const std::string& szName) {
-  std::vector<DeviceInfo> devices;
-  Enumerate(list, &devices);
-  const auto it =
-      std::find_if(devices.begin(), devices.end(), [&](const DeviceInfo& info) { return info.szName == szName; });
-  return it == devices.end() ? -1 : static_cast<int>(it->dwIndex);
-}
-
 }  // namespace
 
 CAppcfg::CAppcfg() = default;
@@ -346,10 +338,10 @@ bool GetDeviceOutName(int nIndex, std::string* pName) {
   return pName != nullptr && GetName(Outputs(), nIndex, pName);
 }
 int FindDeviceIn(const std::string& szName) {
-  return Find(Inputs(), szName);
+  return WaveBackend().FindIn(szName);
 }
 int FindDeviceOut(const std::string& szName) {
-  return Find(Outputs(), szName);
+  return WaveBackend().FindOut(szName);
 }
 
 }  // namespace tonara

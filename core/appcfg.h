@@ -117,7 +117,7 @@ void EnumDevicesOut(std::vector<DeviceInfo>* pList);
 /// Name of the device of that index; false for a null output or an index beyond the end.
 bool GetDeviceInName(int nIndex, std::string* pName);
 bool GetDeviceOutName(int nIndex, std::string* pName);
-/// Index of the first device with exactly that name, -1 for none.
+/// Index of the first device with exactly that name, or that the sound server knows by it; -1 for none.
 int FindDeviceIn(const std::string& szName);
 int FindDeviceOut(const std::string& szName);
 
