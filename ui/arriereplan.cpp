@@ -1,5 +1,7 @@
 #include "ui/arriereplan.h"
 
+#include <pthread.h>
+
 #include <deque>
 #include <system_error>
 #include <thread>
@@ -12,28 +14,34 @@ namespace tonara {
 
 struct CArrierePlan::Etat {
   CLock cs;
-  QObject* pRecepteur GUARDED_BY(cs) = nullptr;  // null once the owner has gone
+  QObject* pRecepteur GUARDED_BY(cs) = nullptr;  // null once nobody wants the answers
   std::deque<Travail> attente GUARDED_BY(cs);
   int nThreads GUARDED_BY(cs) = 0;
-  int nThreadsMax = 1;
+
+  explicit Etat(QObject* pObjet) : pRecepteur(pObjet) {}
+  bool Voulu() {
+    const CGuard guard(cs);
+    return pRecepteur != nullptr;
+  }
 };
 
-CArrierePlan::CArrierePlan(int nThreadsMax) : m_pEtat(std::make_shared<Etat>()) {
-  const CGuard guard(m_pEtat->cs);
-  m_pEtat->pRecepteur = this;
-  m_pEtat->nThreadsMax = nThreadsMax;
-}
+CArrierePlan::CArrierePlan(int nThreadsMax) : m_nThreadsMax(nThreadsMax), m_pEtat(std::make_shared<Etat>(this)) {}
 
-CArrierePlan::~CArrierePlan() {
+void CArrierePlan::Coupe() {
   const CGuard guard(m_pEtat->cs);
   m_pEtat->pRecepteur = nullptr;
   m_pEtat->attente.clear();
 }
 
+void CArrierePlan::Oublie() {
+  Coupe();
+  m_pEtat = std::make_shared<Etat>(this);
+}
+
 void CArrierePlan::Demande(Travail fnTravail) {
   const CGuard guard(m_pEtat->cs);
   m_pEtat->attente.push_back(std::move(fnTravail));
-  if (m_pEtat->nThreads >= m_pEtat->nThreadsMax) return;
+  if (m_pEtat->nThreads >= m_nThreadsMax) return;
   try {
     std::thread([pEtat = m_pEtat] { Boucle(pEtat); }).detach();
     ++m_pEtat->nThreads;
@@ -48,6 +56,7 @@ void CArrierePlan::OublieAttente() {
 }
 
 void CArrierePlan::Boucle(const std::shared_ptr<Etat>& pEtat) {
+  pthread_setname_np(pthread_self(), "disque");
   for (;;) {
     Travail fnTravail;
     {
@@ -60,11 +69,16 @@ void CArrierePlan::Boucle(const std::shared_ptr<Etat>& pEtat) {
       pEtat->attente.pop_front();
     }
     Suite fnSuite = fnTravail();
-    // Posted under the lock, so the receiver can't go meanwhile. What it has not yet taken goes with it.
+    // Posted under the lock, so the receiver can't go meanwhile. Between here and its turn on the main
+    // thread the answer may be forgotten.
     const CGuard guard(pEtat->cs);
-    if (pEtat->pRecepteur != nullptr && fnSuite) {
-      QMetaObject::invokeMethod(pEtat->pRecepteur, std::move(fnSuite), Qt::QueuedConnection);
-    }
+    if (pEtat->pRecepteur == nullptr || !fnSuite) continue;
+    QMetaObject::invokeMethod(
+        pEtat->pRecepteur,
+        [pEtat, fn = std::move(fnSuite)] {
+          if (pEtat->Voulu()) fn();
+        },
+        Qt::QueuedConnection);
   }
 }
 

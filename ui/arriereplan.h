@@ -17,17 +17,21 @@ class CArrierePlan final : public QObject {
 
   /// At most that many questions at a time; the others wait in order.
   explicit CArrierePlan(int nThreadsMax);
-  /// Waits for nothing: answers still to come are dropped.
-  ~CArrierePlan() override;
+  ~CArrierePlan() override { Coupe(); }
 
   void Demande(Travail fnTravail);
   /// Forgets the questions that wait for their turn.
   void OublieAttente();
+  /// Forgets all questions: no answer to an earlier one comes any more, and a thread that still waits for
+  /// one doesn't count. Waits for nothing.
+  void Oublie();
 
  private:
   struct Etat;
+  void Coupe();
   static void Boucle(const std::shared_ptr<Etat>& pEtat);
 
+  const int m_nThreadsMax;
   std::shared_ptr<Etat> m_pEtat;
 };
 

@@ -148,7 +148,7 @@ void CRuleEditor::AjouteFichier(const std::string& szPath) {
       return;
   }
   SetAttenteFormat(true);
-  m_pSondeFormat->Demande([this, szPath, fnFormat = m_sondes.fnFormat]() -> CArrierePlan::Suite {
+  m_sondeFormat.Demande([this, szPath, fnFormat = m_sondes.fnFormat]() -> CArrierePlan::Suite {
     const EtatFormat eEtat = fnFormat(szPath);
     return [this, szPath, eEtat] { ReponseFormat(szPath, eEtat); };
   });
@@ -163,20 +163,19 @@ void CRuleEditor::SetAttenteFormat(bool bAttente) {
   for (QWidget* pBouton : std::initializer_list<QWidget*>{m_pAjouterFichier, m_pAjouterDossier, m_pAppliquer}) {
     pBouton->setEnabled(!bAttente);
   }
+  m_bAttenteFormat = bAttente;
+  m_sondeFormat.Oublie();
   if (bAttente) {
-    m_pSondeFormat = std::make_unique<CArrierePlan>(1);
     m_pDelaiFormat->start(m_sondes.nDelaiMs);
     setCursor(Qt::BusyCursor);
   } else {
-    // The answer comes from within it.
-    m_pSondeFormat.release()->deleteLater();
     m_pDelaiFormat->stop();
     unsetCursor();
   }
 }
 
 void CRuleEditor::ReponseFormat(const std::string& szPath, EtatFormat eEtat) {
-  if (!m_pSondeFormat) return;
+  if (!m_bAttenteFormat) return;
   SetAttenteFormat(false);
   if (eEtat == EtatFormat::Bon) {
     AjouteRegle(RegleNouvelle(szPath, false));
@@ -240,15 +239,13 @@ void CRuleEditor::BasculeEcoute() {
   m_bEcoute = true;
   m_pEcouter->setChecked(true);
   // The first look at the file may take long; the opening that follows doesn't.
-  m_pSondeEcoute = std::make_unique<CArrierePlan>(1);
-  m_pSondeEcoute->Demande([this, szPath = rule.Path, fnFormat = m_sondes.fnFormat]() -> CArrierePlan::Suite {
+  m_sondeEcoute.Demande([this, szPath = rule.Path, fnFormat = m_sondes.fnFormat]() -> CArrierePlan::Suite {
     fnFormat(szPath);
     return [this, szPath] { Ecoute(szPath); };
   });
 }
 
 void CRuleEditor::Ecoute(const std::string& szPath) {
-  if (!m_bEcoute) return;
   m_pFinEcoute = std::make_unique<CMsgReceiver>([this](uint32_t uMsg, uintptr_t /*wParam*/, intptr_t /*lParam*/) {
     if (uMsg == kMsgPreviewFin) ArreteEcoute();
   });
@@ -259,7 +256,7 @@ void CRuleEditor::ArreteEcoute() {
   if (!m_bEcoute) return;
   m_bEcoute = false;
   m_pEcouter->setChecked(false);
-  m_pSondeEcoute.release()->deleteLater();
+  m_sondeEcoute.Oublie();
   m_pFinEcoute.reset();
   g_Preview.Arreter();
 }

@@ -77,10 +77,11 @@ class CRuleEditor final : public QDialog {
   QPushButton* m_pAppliquer;
   QTimer* m_pDelaiFormat;
 
-  bool m_bEcoute = false;                        ///< the preview is ours, or its file is being looked for
-  std::unique_ptr<CMsgReceiver> m_pFinEcoute;    ///< of the present listening: an older one's end is lost
-  std::unique_ptr<CArrierePlan> m_pSondeFormat;  ///< while a file waits for its format
-  std::unique_ptr<CArrierePlan> m_pSondeEcoute;  ///< while a file is opened for listening
+  bool m_bEcoute = false;                      ///< the preview is ours, or its file is being looked for
+  std::unique_ptr<CMsgReceiver> m_pFinEcoute;  ///< of the present listening: an older one's end is lost
+  bool m_bAttenteFormat = false;               ///< a file waits for its format
+  CArrierePlan m_sondeFormat{1};
+  CArrierePlan m_sondeEcoute{1};  ///< the first look at a file to listen to
 };
 
 /// Lets the operator edit *pvRules. Non-zero, with the new rules, if he applied them; 0 otherwise, also when

@@ -516,6 +516,29 @@ TEST_F(PreviewTest, StopsOnASecondClickAndOnEveryWayOut) {
   }
 }
 
+TEST_F(PreviewTest, FileThatAnswersAfterTheOperatorHasGoneOnStaysSilent) {
+  auto pLent = std::make_shared<CBarriere>();
+  auto pAutre = std::make_shared<CBarriere>();
+  m_sondes.fnFormat = [pLent, pAutre, szSon = m_szSon](const std::string& szPath) {
+    (szPath == szSon ? pLent : pAutre)->Passe();
+    return EtatFormat::Bon;
+  };
+  Ouvre({Fixe(m_szSon, 1), Fixe("autre.wav", 2)});
+  Ecouter()->click();
+  EXPECT_TRUE(Attend([&] { return pLent->EnAttente() == 1; }));
+  Ecouter()->click();
+  EXPECT_FALSE(Ecouter()->isChecked());
+  QTest::keyClick(Arbre(), Qt::Key_End);
+  Ecouter()->click();
+  EXPECT_TRUE(Attend([&] { return pAutre->EnAttente() == 1; }));  // the first one's thread holds it up no more
+  pLent->Ouvre();
+  QTest::qWait(50);
+  EXPECT_FALSE(g_Preview.IsLecture());
+  EXPECT_TRUE(Ecouter()->isChecked());
+  m_pEditeur.reset();
+  pAutre->Ouvre();
+}
+
 TEST_F(PreviewTest, OnlyAudioFilesThatCanBePlayed) {
   Rule dossier = Fixe("dossier.mp3", 2);
   dossier.Folder = true;
