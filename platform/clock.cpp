@@ -47,8 +47,14 @@ class CSystemClock final : public CClock {
 }  // namespace
 
 CClock& SystemClock() {
-  static CSystemClock clock;
-  return clock;
+  // Never destroyed: a thread that outlives main may still ask for the time while the globals go down.
+  union Storage {
+    CSystemClock clock;
+    Storage() : clock() {}
+    ~Storage() {}
+  };
+  static Storage storage;
+  return storage.clock;
 }
 
 }  // namespace tonara
