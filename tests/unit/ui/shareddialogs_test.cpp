@@ -1,6 +1,5 @@
 #include "ui/shareddialogs.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QColorDialog>
@@ -24,8 +23,6 @@
 
 namespace tonara::test {
 namespace {
-
-using ::testing::ElementsAre;
 
 const QString kFiltre = QStringLiteral("Tous (*.*)|*.*|Audio (*.mp3;*.wav)|*.mp3;*.wav|");
 
