@@ -16,7 +16,8 @@ class CFakeIn;
 
 // What backend and devices share; a device may outlive the backend.
 struct CFakeWave::CState {
-  std::mutex mutex;
+  std::mutex handing;  ///< held from a block's taking to the end of its callback: none runs on past Reset or Close
+  std::mutex mutex;    ///< everything below; taken under handing
   std::vector<std::string> outputs;
   std::vector<std::string> inputs;
   std::vector<CFakeOut*> outs;  // open outputs, latest last
@@ -109,6 +110,7 @@ class CFakeOut final : public CWaveOutDevice {
 
  private:
   void GiveBack() {
+    std::lock_guard handing(m_pState->handing);
     std::deque<WaveHeader*> queue;
     {
       std::lock_guard lock(m_pState->mutex);
@@ -154,6 +156,7 @@ class CFakeIn final : public CWaveInDevice {
     return true;
   }
   bool Reset() override {
+    std::lock_guard handing(m_pState->handing);
     std::deque<WaveHeader*> queue;
     {
       std::lock_guard lock(m_pState->mutex);
@@ -249,6 +252,7 @@ std::unique_ptr<CWaveInDevice> CFakeWave::OpenIn(uint32_t nIndex, const PCMWAVEF
 int CFakeWave::Play(int nBlocks) {
   int nPlayed = 0;
   while (nPlayed < nBlocks) {
+    std::lock_guard handing(m_pState->handing);
     WaveHeader* pHeader = nullptr;
     WaveCallback fnDone = nullptr;
     {
@@ -302,6 +306,7 @@ std::vector<int16_t> CFakeWave::TakePlayed16() {
 }
 
 bool CFakeWave::Record(const void* pData, uint32_t dwOctets) {
+  std::lock_guard handing(m_pState->handing);
   WaveHeader* pHeader = nullptr;
   WaveCallback fnDone = nullptr;
   {
