@@ -84,7 +84,6 @@ void CApplication::Start(uint64_t llLancementMs) {
 
   g_pWarning->SetButton(m_pFenetre->UiAvertissement());
   connect(&m_timerAffichage, &QTimer::timeout, m_pFenetre.get(), &CMainWindow::Rafraichit);
-  m_timerAffichage.start(kPeriodeAffichageMs);
   connect(&m_timerJour, &QTimer::timeout, this, [] { g_Calendrier.CheckJour(&g_stDernierJour); });
   m_timerJour.start(kPeriodeJourMs);
   connect(&m_timerNiveaux, &QTimer::timeout, m_pFenetre.get(), &CMainWindow::RafraichitNiveaux);
@@ -105,6 +104,7 @@ void CApplication::Start(uint64_t llLancementMs) {
   PostMsg(g_hMainWnd, kMsgDemarreProgrammes, 0, 0);
   // Without a display nobody sees the window, and nothing is spent on drawing it.
   if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
+    m_timerAffichage.start(kPeriodeAffichageMs);
     m_timerNiveaux.start(kPeriodeNiveauxMs);
     m_pFenetre->show();
   }

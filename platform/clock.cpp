@@ -1,5 +1,6 @@
 #include "platform/clock.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <ctime>
@@ -12,7 +13,9 @@ class CSystemClock final : public CClock {
   CCivilTime LocalTime() const override {
     timespec ts{};
     clock_gettime(CLOCK_REALTIME, &ts);
-    tzset();  // takes up a change of the machine's time zone, which localtime_r alone never looks at
+    // Takes up a change of the machine's time zone, which localtime_r alone never looks at. Once a second:
+    // each look asks the disk.
+    if (m_llSeconde.exchange(ts.tv_sec, std::memory_order_relaxed) != ts.tv_sec) tzset();
     tm local{};
     localtime_r(&ts.tv_sec, &local);
     CCivilTime t;
@@ -42,6 +45,9 @@ class CSystemClock final : public CClock {
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
     }
   }
+
+ private:
+  mutable std::atomic<int64_t> m_llSeconde{-1};  // of the last look at the time zone
 };
 
 }  // namespace

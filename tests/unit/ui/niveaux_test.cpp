@@ -144,7 +144,8 @@ TEST_F(NiveauxTest, SlidersAreHeardShownAndSaved) {
 
   sliders[2]->setValue(-20);
   EXPECT_NEAR(Musique(), fPlein - 20.0, 0.05);
-  EXPECT_TRUE(std::any_of(pDialogue->findChildren<QLabel*>().begin(), pDialogue->findChildren<QLabel*>().end(),
+  const QList<QLabel*> textes = pDialogue->findChildren<QLabel*>();
+  EXPECT_TRUE(std::any_of(textes.begin(), textes.end(),
                           [](const QLabel* pTexte) { return pTexte->text() == QStringLiteral("-20 dB"); }));
 
   // While the Autofade is in force its own slider is the one that is heard.
