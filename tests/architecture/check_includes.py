@@ -29,7 +29,7 @@ QT_HEADER = re.compile(r"^(Qt?[A-Z]\w*(/\w+(\.h)?)?|q[a-z]+\.h)$")
 # A machine's paths have no place in the tree; "/run/user" and the like are the system's.
 MACHINE_PATH = re.compile(r"(^|[^.\w])/(work|farm|root|home/[a-z]\w*)/")
 # Where such words come from pages that the tree does not hold.
-OUTSIDE_WORDS = re.compile(r"\bParts? [0-9]+\.[0-9]|shared/spec|shared/design")
+OUTSIDE_WORDS = re.compile(r"\bParts? [0-9]+\.[0-9]")
 TEXT_SUFFIXES = {".cpp", ".h", ".md", ".py", ".sh", ".cmake", ".txt", ".json", ".yml", ".svg", ".ini", ".desktop",
                  ".service", ".qrc", ""}
 
