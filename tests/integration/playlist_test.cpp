@@ -42,7 +42,13 @@ class Playlist : public testing::Test {
     shop.fnRonde();
   }
   std::string Ecrit(const std::string& szNom, uint32_t dwFreq, uint32_t dwMs, double dHz = 440) {
-    return shop.dir.Write("m/" + szNom, WavTone(dwFreq, dwMs, dHz));
+    // Written beside the folder and moved in: one change of the folder, not one for its birth and another for
+    // its end, of which the second may be seen at any later round.
+    const std::string szNeuf = shop.dir.Write("neuf", WavTone(dwFreq, dwMs, dHz));
+    const std::string szPath = shop.dir / ("m/" + szNom);
+    fs::create_directories(fs::path(szPath).parent_path());
+    fs::rename(szNeuf, szPath);
+    return szPath;
   }
   // The folder changes, and the watch has seen it: that takes real time.
   void Change(const std::function<void()>& fn) {
