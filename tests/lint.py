@@ -2,9 +2,10 @@
 """Runs clang-tidy over the tree's own sources, as many at a time as there are processors.
 
 A file that passed is not looked at again until it, a header of ours that it includes, its compile command,
-.clang-tidy or clang-tidy itself changes: a hash of all these is kept for each file.
+.clang-tidy or clang-tidy itself changes: a hash of all these is kept for each file, in the cache folder of this
+clone and, for a fresh clone, in tests/lint-passed.txt (written anew by --record after a clean pass).
 
-    lint.py BUILD_FOLDER CACHE_FOLDER [source ...]
+    lint.py BUILD_FOLDER CACHE_FOLDER [--record | source ...]
 """
 
 import concurrent.futures
@@ -18,6 +19,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
+RECORD = ROOT / "tests" / "lint-passed.txt"
 INCLUDE = re.compile(rb'^\s*#\s*include\s*"([^"]+)"', re.M)
 
 
@@ -49,7 +51,9 @@ def closure(source, memory):
 
 def main():
     build, cache = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
-    wanted = set(sys.argv[3:])
+    record = "--record" in sys.argv[3:]
+    wanted = set(sys.argv[3:]) - {"--record"}
+    passed = set(RECORD.read_text().split()) if RECORD.is_file() else set()
     cache.mkdir(parents=True, exist_ok=True)
     tidy = os.environ.get("CLANG_TIDY", "clang-tidy")
     version = subprocess.run([tidy, "--version"], check=True, capture_output=True).stdout
@@ -64,7 +68,7 @@ def main():
     if not commands:
         sys.exit(f"no source of {ROOT} in {build / 'compile_commands.json'}")
 
-    memory, todo = {}, []
+    memory, todo, digests = {}, [], []
     for source, command in sorted(commands.items()):
         if wanted and source not in wanted:
             continue
@@ -72,7 +76,8 @@ def main():
         for path in closure(source, memory):
             digest.update(path.encode() + b"\0" + contents(path, memory))
         mark = cache / (source.replace("/", "_") + ".passed")
-        if not (mark.is_file() and mark.read_text() == digest.hexdigest()):
+        digests.append(f"{source} {digest.hexdigest()}")
+        if digest.hexdigest() not in passed and not (mark.is_file() and mark.read_text() == digest.hexdigest()):
             todo.append((source, mark, digest.hexdigest()))
     # The big ones first, so that the last processor isn't left with one of them at the end.
     todo.sort(key=lambda item: -len(contents(item[0], memory)))
@@ -95,6 +100,8 @@ def main():
             if fault is not None:
                 failed += 1
                 print(f"{source}:\n{fault.replace(str(ROOT) + '/', '')}", flush=True)
+    if record and not failed and not wanted:
+        RECORD.write_text("\n".join(digests) + "\n")
     print(f"{len(commands)} files, {len(todo)} looked at, {failed} with faults")
     return 1 if failed else 0
 
