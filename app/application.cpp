@@ -15,8 +15,8 @@
 #include "schedule/calendrier.h"
 #include "schedule/grille.h"
 #include "ui/listeevents.h"
+#include "ui/look/msgtarget.h"
 #include "ui/mixergui.h"
-#include "ui/msgtarget.h"
 #include "video/contentlistmngr.h"
 
 namespace tonara {

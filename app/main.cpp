@@ -19,7 +19,7 @@
 #include "platform/paths.h"
 #include "platform/singleinstance.h"
 #include "platform/wavedevice.h"
-#include "ui/look.h"
+#include "ui/look/look.h"
 
 namespace {
 

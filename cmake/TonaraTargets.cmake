@@ -27,14 +27,18 @@ if(TONARA_FUZZ)
   target_compile_options(tonara_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# tonara_module(name [QT] DEPENDS ...): static library of every .cpp of the folder. Files named
-# *dlg.cpp hold Qt dialogs beside their class and are left out of builds without Qt.
-function(tonara_module name)
+# tonara_module(folder [QT] DEPENDS ...): static library of every .cpp of the folder, named by the folder's
+# last part. Files named *dlg.cpp hold Qt dialogs beside their class and are left out of builds without Qt;
+# sansdialogues.cpp takes their place there.
+function(tonara_module folder)
   cmake_parse_arguments(ARG "QT" "" "DEPENDS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${name}/*.cpp ${PROJECT_SOURCE_DIR}/${name}/*.h)
+  get_filename_component(name ${folder} NAME)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp ${PROJECT_SOURCE_DIR}/${folder}/*.h)
   set(dialogs ${sources})
   list(FILTER dialogs INCLUDE REGEX "dlg\\.(cpp|h)$")
-  if(NOT TONARA_QT)
+  if(TONARA_QT)
+    list(FILTER sources EXCLUDE REGEX "/sansdialogues\\.cpp$")
+  else()
     list(FILTER sources EXCLUDE REGEX "dlg\\.(cpp|h)$")
   endif()
   add_library(tonara_${name} STATIC ${sources})
@@ -47,7 +51,7 @@ function(tonara_module name)
   if(TONARA_QT AND ARG_QT)
     target_link_libraries(tonara_${name} PUBLIC Qt6::Svg)
     set_target_properties(tonara_${name} PROPERTIES AUTORCC ON)
-    file(GLOB resources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${name}/*.qrc)
+    file(GLOB resources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.qrc)
     target_sources(tonara_${name} PRIVATE ${resources})
   endif()
 endfunction()

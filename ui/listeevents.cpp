@@ -16,8 +16,8 @@
 
 #include "schedule/calendrier.h"
 #include "schedule/grille.h"
-#include "ui/iconbutton.h"
-#include "ui/look.h"
+#include "ui/look/iconbutton.h"
+#include "ui/look/look.h"
 #include "ui/ruleeditor.h"
 
 namespace tonara {

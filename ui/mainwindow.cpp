@@ -12,13 +12,13 @@
 #include "audio/mixout.h"
 #include "core/appcfg.h"
 #include "schedule/calendrier.h"
-#include "ui/groupe.h"
-#include "ui/iconbutton.h"
 #include "ui/listeevents.h"
-#include "ui/look.h"
+#include "ui/look/groupe.h"
+#include "ui/look/iconbutton.h"
+#include "ui/look/look.h"
+#include "ui/look/textbox.h"
+#include "ui/look/vumeter.h"
 #include "ui/mixergui.h"
-#include "ui/textbox.h"
-#include "ui/vumeter.h"
 
 namespace tonara {
 namespace {

@@ -7,8 +7,8 @@
 
 #include "audio/mixout.h"
 #include "core/appcfg.h"
-#include "ui/groupe.h"
-#include "ui/look.h"
+#include "ui/look/groupe.h"
+#include "ui/look/look.h"
 #include "ui/mixergui.h"
 
 namespace tonara {

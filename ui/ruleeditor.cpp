@@ -12,11 +12,11 @@
 #include "audio/preview.h"
 #include "core/mediatype.h"
 #include "platform/paths.h"
-#include "ui/iconbutton.h"
-#include "ui/look.h"
+#include "ui/look/iconbutton.h"
+#include "ui/look/look.h"
+#include "ui/look/shareddialogs.h"
 #include "ui/rulefields.h"
 #include "ui/ruletree.h"
-#include "ui/shareddialogs.h"
 
 namespace tonara {
 namespace {

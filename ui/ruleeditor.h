@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "schedule/grille.h"
-#include "ui/arriereplan.h"
-#include "ui/msgtarget.h"
+#include "ui/look/arriereplan.h"
+#include "ui/look/msgtarget.h"
 
 class QPushButton;
 class QTimer;

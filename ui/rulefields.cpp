@@ -11,9 +11,9 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "ui/champnombre.h"
-#include "ui/groupe.h"
-#include "ui/look.h"
+#include "ui/look/champnombre.h"
+#include "ui/look/groupe.h"
+#include "ui/look/look.h"
 
 namespace tonara {
 namespace {

@@ -4,7 +4,7 @@
 #include <QPainter>
 #include <cmath>
 
-#include "ui/look.h"
+#include "ui/look/look.h"
 
 namespace tonara {
 namespace {

@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "ui/arriereplan.h"
+#include "ui/look/arriereplan.h"
 #include "ui/ruletext.h"
 
 namespace tonara {

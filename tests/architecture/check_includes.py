@@ -12,7 +12,7 @@ import re
 import subprocess
 import sys
 
-MODULES = ("platform", "core", "audio", "schedule", "programmes", "video", "synthe", "ui", "app")
+MODULES = ("platform", "core", "audio", "schedule", "programmes", "video", "synthe", "ui/look", "ui", "app")
 
 # Modules, and single files, that compile without Qt.
 QT_FREE_MODULES = ("platform", "core", "audio", "schedule")
@@ -22,7 +22,7 @@ QT_FREE_FILES = ("video/contentlistmngr.h", "video/contentlistmngr.cpp", "video/
 NARROW = {("schedule", "video"): ("video/contentlistmngr.h", "video/ecran.h")}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
-ARROW = re.compile(r"^(\w+) -> (\w+)$")
+ARROW = re.compile(r"^([\w/]+) -> ([\w/]+)$")
 # Qt's headers: <QString>, <QtCore/QString>, <QtGlobal>, <qglobal.h>.
 QT_HEADER = re.compile(r"^(Qt?[A-Z]\w*(/\w+(\.h)?)?|q[a-z]+\.h)$")
 
@@ -32,6 +32,15 @@ MACHINE_PATH = re.compile(r"(^|[^.\w])/(work|farm|root|home/[a-z]\w*)/")
 OUTSIDE_WORDS = re.compile(r"\bParts? [0-9]+\.[0-9]")
 TEXT_SUFFIXES = {".cpp", ".h", ".md", ".py", ".sh", ".cmake", ".txt", ".json", ".yml", ".svg", ".ini", ".desktop",
                  ".service", ".qrc", ""}
+
+
+def module_of(path):
+    """The module that a path from the root belongs to: its longest folder that is one; "" for none."""
+    folders = str(path).split("/")[:-1]
+    for count in range(len(folders), 0, -1):
+        if (name := "/".join(folders[:count])) in MODULES:
+            return name
+    return ""
 
 
 def tracked(root):
@@ -83,12 +92,12 @@ def check(root):
     if round_trip := cycle(arrows):
         faults.append(f"docs/architecture.md: the arrows lead from {round_trip} back to itself")
     files = tracked(root)
-    sources = [p for p in files if p.suffix in (".cpp", ".h") and p.parts[0] in MODULES]
+    sources = [p for p in files if p.suffix in (".cpp", ".h") and module_of(p)]
     if not sources:
         faults.append("no source found")
 
     for path in sources:
-        module = path.parts[0]
+        module = module_of(path)
         text = (root / path).read_text(encoding="utf-8", errors="replace")
         for number, line in enumerate(text.splitlines(), 1):
             match = INCLUDE.match(line)
@@ -96,19 +105,19 @@ def check(root):
                 continue
             bracket, header = match.groups()
             where = f"{path}:{number}"
-            target = header.split("/")[0] if "/" in header else ""
+            target = module_of(header)
             if bracket == '"' and not (root / header).is_file():
                 faults.append(f"{where}: \"{header}\" is not a path from the root of the repository")
-            if target in MODULES and target != module:
+            if target and target != module:
                 if (module, target) not in arrows:
                     faults.append(f"{where}: {module} may not include {target} ({header})")
                 elif header not in NARROW.get((module, target), (header,)):
                     faults.append(f"{where}: of {target}, {module} may see only "
                                   f"{', '.join(NARROW[(module, target)])}, not {header}")
-            elif target == "tests":
+            elif header.startswith("tests/"):
                 faults.append(f"{where}: the program may not include test code ({header})")
             if QT_HEADER.match(header) and (module in QT_FREE_MODULES or str(path) in QT_FREE_FILES):
-                faults.append(f"{where}: {path.parts[0] if module in QT_FREE_MODULES else path} "
+                faults.append(f"{where}: {module if module in QT_FREE_MODULES else path} "
                               f"is to compile without Qt ({header})")
 
     for path in files:

@@ -17,11 +17,11 @@
 #include "core/appcfg.h"
 #include "schedule/calendrier.h"
 #include "schedule/grille.h"
-#include "ui/chartedlg.h"
 #include "ui/listeevents.h"
-#include "ui/look.h"
+#include "ui/look/chartedlg.h"
+#include "ui/look/look.h"
+#include "ui/look/shareddialogs.h"
 #include "ui/ruleeditor.h"
-#include "ui/shareddialogs.h"
 
 namespace tonara {
 namespace {

@@ -17,8 +17,8 @@
 #include "tests/support/msgqueue.h"
 #include "tests/support/tempdir.h"
 #include "tests/unit/ui/hands.h"
-#include "ui/iconbutton.h"
-#include "ui/look.h"
+#include "ui/look/iconbutton.h"
+#include "ui/look/look.h"
 #include "ui/ruleeditor.h"
 
 namespace tonara::test {

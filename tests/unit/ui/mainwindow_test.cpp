@@ -15,9 +15,9 @@
 #include "schedule/calendrier.h"
 #include "tests/support/fakeclock.h"
 #include "tests/support/tempdir.h"
-#include "ui/iconbutton.h"
-#include "ui/look.h"
-#include "ui/textbox.h"
+#include "ui/look/iconbutton.h"
+#include "ui/look/look.h"
+#include "ui/look/textbox.h"
 
 namespace tonara::test {
 namespace {

@@ -16,9 +16,9 @@
 #include "tests/support/mediafiles.h"
 #include "tests/support/pcmanalysis.h"
 #include "tests/support/tempdir.h"
+#include "ui/look/vumeter.h"
 #include "ui/mixergui.h"
 #include "ui/niveauxdlg.h"
-#include "ui/vumeter.h"
 
 namespace tonara::test {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "ui/look.h"
+#include "ui/look/look.h"
 
 namespace tonara::test {
 namespace {

@@ -21,8 +21,8 @@
 #include "tests/support/mediafiles.h"
 #include "tests/support/tempdir.h"
 #include "tests/unit/ui/hands.h"
-#include "ui/champnombre.h"
-#include "ui/iconbutton.h"
+#include "ui/look/champnombre.h"
+#include "ui/look/iconbutton.h"
 #include "ui/ruletext.h"
 
 namespace tonara::test {

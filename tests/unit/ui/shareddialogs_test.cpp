@@ -1,4 +1,4 @@
-#include "ui/shareddialogs.h"
+#include "ui/look/shareddialogs.h"
 
 #include <gtest/gtest.h>
 
@@ -18,8 +18,8 @@
 
 #include "tests/support/tempdir.h"
 #include "tests/unit/ui/hands.h"
-#include "ui/chartedlg.h"
-#include "ui/francais.h"
+#include "ui/look/chartedlg.h"
+#include "ui/look/francais.h"
 
 namespace tonara::test {
 namespace {

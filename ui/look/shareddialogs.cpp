@@ -1,4 +1,4 @@
-#include "ui/shareddialogs.h"
+#include "ui/look/shareddialogs.h"
 
 #include <QAbstractButton>
 #include <QAbstractFileIconProvider>
@@ -17,8 +17,8 @@
 #include <cmath>
 
 #include "platform/paths.h"
-#include "ui/arriereplan.h"
-#include "ui/look.h"
+#include "ui/look/arriereplan.h"
+#include "ui/look/look.h"
 
 namespace tonara {
 namespace {

@@ -1,4 +1,4 @@
-#include "ui/arriereplan.h"
+#include "ui/look/arriereplan.h"
 
 #include <pthread.h>
 

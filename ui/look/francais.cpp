@@ -1,4 +1,4 @@
-#include "ui/francais.h"
+#include "ui/look/francais.h"
 
 #include <QCoreApplication>
 #include <algorithm>

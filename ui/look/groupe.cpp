@@ -1,9 +1,9 @@
-#include "ui/groupe.h"
+#include "ui/look/groupe.h"
 
 #include <QPainter>
 #include <QStyleOptionGroupBox>
 
-#include "ui/look.h"
+#include "ui/look/look.h"
 
 namespace tonara {
 namespace {

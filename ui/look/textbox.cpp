@@ -1,4 +1,4 @@
-#include "ui/textbox.h"
+#include "ui/look/textbox.h"
 
 #include <QAccessible>
 #include <QAccessibleWidget>

@@ -1,4 +1,4 @@
-#include "ui/champnombre.h"
+#include "ui/look/champnombre.h"
 
 #include <QRegularExpression>
 #include <QRegularExpressionValidator>

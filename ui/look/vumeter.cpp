@@ -1,4 +1,4 @@
-#include "ui/vumeter.h"
+#include "ui/look/vumeter.h"
 
 #include <QMouseEvent>
 #include <QPaintEvent>
@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "audio/pcm.h"
-#include "ui/look.h"
+#include "ui/look/look.h"
 
 namespace tonara {
 namespace {

@@ -1,4 +1,4 @@
-#include "ui/chartedlg.h"
+#include "ui/look/chartedlg.h"
 
 #include <QColorDialog>
 #include <QFontDatabase>
@@ -9,9 +9,9 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "ui/champnombre.h"
-#include "ui/look.h"
-#include "ui/shareddialogs.h"
+#include "ui/look/champnombre.h"
+#include "ui/look/look.h"
+#include "ui/look/shareddialogs.h"
 
 namespace tonara {
 namespace {

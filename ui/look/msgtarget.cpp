@@ -1,4 +1,4 @@
-#include "ui/msgtarget.h"
+#include "ui/look/msgtarget.h"
 
 #include <utility>
 

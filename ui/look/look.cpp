@@ -1,4 +1,4 @@
-#include "ui/look.h"
+#include "ui/look/look.h"
 
 #include <QApplication>
 #include <QLocale>
@@ -10,12 +10,12 @@
 #include <QSvgRenderer>
 #include <QWidget>
 
-#include "ui/francais.h"
+#include "ui/look/francais.h"
 
 // The drawings live in a static library, whose resources register themselves only when called. The
 // call must stand outside any namespace.
 static void ChargeDessins() {
-  Q_INIT_RESOURCE(ui);
+  Q_INIT_RESOURCE(look);
 }
 
 namespace tonara {

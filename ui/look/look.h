@@ -33,7 +33,7 @@ void ApplyLook(QApplication& app);
 /// The clock's font: "Times New Roman", or what the system gives for it, 35 logical pixels high.
 QFont FonteHorloge();
 
-/// One of our drawings (ui/icons, without extension) as a pixmap of that size in logical pixels, sharp
+/// One of our drawings (ui/look/icons, without extension) as a pixmap of that size in logical pixels, sharp
 /// at that device pixel ratio. Null for an unknown name.
 QPixmap DessineIcone(const QString& szNom, QSize taille, qreal fRatio);
 

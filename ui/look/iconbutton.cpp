@@ -1,10 +1,10 @@
-#include "ui/iconbutton.h"
+#include "ui/look/iconbutton.h"
 
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPainterPath>
 
-#include "ui/look.h"
+#include "ui/look/look.h"
 
 namespace tonara {
 
