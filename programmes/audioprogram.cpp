@@ -53,6 +53,10 @@ void StopAudioProgram() {
   g_bAudioProgram = false;
 }
 
+bool IsAudioProgramActif() {
+  return g_bAudioProgram;
+}
+
 CAudioProgram* GetAudioProgram() {
   return g_pAudioProgram.get();
 }

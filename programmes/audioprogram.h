@@ -32,6 +32,8 @@ std::unique_ptr<CAudioProgram> CreateAudioProgram(int nType, const std::string& 
 /// Starts the programme that MusicSource chooses, unless one runs. True if one runs afterwards.
 bool StartAudioProgram();
 void StopAudioProgram();
+/// A programme started and has not been stopped.
+bool IsAudioProgramActif();
 /// The present programme, null for none.
 CAudioProgram* GetAudioProgram();
 
