@@ -10,7 +10,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config ccache libpulse-dev libasound2-
 # the thread-safety analysis.
 TEST_PACKAGES=(git python3 libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy
   libclang-rt-14-dev shellcheck sox libsox-fmt-mp3 lame ffmpeg faketime pulseaudio pulseaudio-utils pipewire pipewire-pulse
-  wireplumber dbus alsa-utils procps util-linux strace tzdata locales)
+  wireplumber dbus alsa-utils procps util-linux strace tzdata locales xvfb xdotool openbox)
 
 say() { printf '%s\n' "$*"; }
 die() {

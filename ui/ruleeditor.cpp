@@ -180,6 +180,7 @@ void CRuleEditor::ReponseFormat(const std::string& szPath, EtatFormat eEtat) {
   if (eEtat == EtatFormat::Bon) {
     AjouteRegle(RegleNouvelle(szPath, false));
   } else {
+    m_pAjouterFichier->setFocus();
     Refuse(eEtat);
   }
 }
@@ -195,6 +196,8 @@ void CRuleEditor::AjouteRegle(Rule rule) {
   m_vRules.push_back(std::move(rule));
   m_pArbre->Remplit();
   m_pArbre->Selectionne(static_cast<int>(m_vRules.size()) - 1);
+  // The button that was pressed has been disabled meanwhile, and has passed the keyboard to any other.
+  m_pArbre->setFocus();
 }
 
 void CRuleEditor::SupprimeRegle() {
@@ -207,6 +210,8 @@ void CRuleEditor::SupprimeRegle() {
   if (bOui) m_vRules.erase(m_vRules.begin() + nRegle);
   m_pArbre->Remplit();
   m_pArbre->Selectionne(0);
+  // Without a rule selected it was disabled for a moment, which takes the keyboard away from it.
+  (m_vRules.empty() ? m_pAjouterFichier : m_pSupprimer)->setFocus();
 }
 
 void CRuleEditor::Choisie(int nRegle) {

@@ -1,6 +1,4 @@
-// The real program at work: what leaves it, sample by sample, and what it writes. Music is a tone of
-// 500 Hz, messages are others; a window of 50 ms holds whole periods of all of them, so that each is
-// measured as if it were alone.
+// The real program at work: what leaves it, sample by sample, and what it writes.
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -9,71 +7,16 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <numbers>
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "tests/e2e/sortie.h"
 #include "tests/support/mediafiles.h"
-#include "tests/support/pcmanalysis.h"
 #include "tests/support/program.h"
 
 namespace tonara::test {
 namespace {
-
-constexpr uint32_t kFreq = 44100;
-constexpr size_t kFenetre = kFreq / 20;  // 50 ms
-constexpr double kMusiqueHz = 500.0;
-constexpr double kMessageHz = 2000.0;
-constexpr double kVirguleHz = 1000.0;
-constexpr double kPleineEchelle = 32768.0;
-constexpr double kAmplitudeFichier = 0.5;  // of every tone, as MakeTone makes it
-
-double Gain(double fDb) {
-  return std::pow(10.0, fDb / 20.0);
-}
-double EnDb(double fGain) {
-  return 20.0 * std::log10(fGain);
-}
-
-/// The sound that left the program, seen through its tones.
-class CSortie {
- public:
-  CSortie(const CTempDir& dir, const char* szNom) {
-    const std::string octets = dir.Read(szNom);
-    if (octets.size() < 44) return;
-    std::memcpy(&m_dwFreq, octets.data() + 24, sizeof m_dwFreq);
-    m_voie = Channel(Samples16(std::string_view(octets).substr(44)), 2, 0);
-  }
-  [[nodiscard]] size_t Trames() const { return m_voie.size(); }
-  [[nodiscard]] const std::vector<int16_t>& Voie() const { return m_voie; }
-  [[nodiscard]] uint32_t Freq() const { return m_dwFreq; }
-  /// Level of a tone in the window at that frame, in dB relative to the file's own level.
-  [[nodiscard]] double Db(double fHz, size_t nDebut, size_t nTrames = kFenetre) const {
-    return ToneDb(std::span(m_voie).subspan(nDebut, nTrames), kFreq, fHz) - EnDb(kAmplitudeFichier);
-  }
-  [[nodiscard]] double Niveau(double fHz, size_t nDebut, size_t nTrames = kFenetre) const {
-    return Gain(Db(fHz, nDebut, nTrames));
-  }
-  /// First frame at or behind nDepuis where the tone sounds (bSonne) or no longer does, to a millisecond
-  /// or so; Trames() if none.
-  [[nodiscard]] size_t Bord(double fHz, double fGain, size_t nDepuis, bool bSonne) const {
-    // 10 ms hold whole periods of every tone; the share of the window that sounds tells where the edge is.
-    constexpr size_t nPetite = kFreq / 100;
-    for (size_t i = nDepuis; i + nPetite <= Trames(); i += nPetite / 4) {
-      const double fPart = Niveau(fHz, i, nPetite) / fGain;
-      if (bSonne && fPart > 0.1) return i + static_cast<size_t>((1.0 - std::min(fPart, 1.0)) * nPetite);
-      if (!bSonne && fPart < 0.9) return i + static_cast<size_t>(fPart * nPetite);
-    }
-    return Trames();
-  }
-
- private:
-  uint32_t m_dwFreq = 0;
-  std::vector<int16_t> m_voie;
-};
 
 /// A straight line through gain over time (seconds), by least squares, and the worst distance from it.
 struct Droite {
@@ -101,28 +44,6 @@ Droite Ajuste(const CSortie& sortie, size_t nDebut, size_t nFin) {
     droite.fPireDb = std::max(droite.fPireDb, std::fabs(EnDb(y[i] / fAttendu)));
   }
   return droite;
-}
-
-/// Position of the text in the lines, or -1; looks from nDepuis on.
-int64_t Trouve(const std::string& szTexte, const std::string& szQuoi, size_t nDepuis = 0) {
-  const size_t n = szTexte.find(szQuoi, nDepuis);
-  return n == std::string::npos ? -1 : static_cast<int64_t>(n);
-}
-void AttendOrdre(const std::string& szTexte, const std::vector<std::string>& lignes) {
-  size_t nDepuis = 0;
-  for (const std::string& szLigne : lignes) {
-    const int64_t n = Trouve(szTexte, szLigne, nDepuis);
-    ASSERT_GE(n, 0) << "not found, or not in this order: " << szLigne << "\nin\n" << szTexte;
-    nDepuis = static_cast<size_t>(n) + szLigne.size();
-  }
-}
-
-void EcritTon(const CTempDir& dir, const char* szNom, double fHz, uint32_t dwMs) {
-  dir.Write(szNom, MakeWav({}, MakeTone(kFreq, 2, 16, dwMs, fHz)));
-}
-std::string RegleFixe(int nRegle, const std::string& szPath, int nHeure) {
-  return "[Rule_" + std::to_string(nRegle) + "]\nPath=" + szPath + "\nTimeMode=1\nTimeBegin=" + std::to_string(nHeure) +
-         "\n";
 }
 
 TEST(Broadcast, MessageAtItsMinuteOverLoweredMusic) {

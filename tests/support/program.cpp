@@ -59,13 +59,14 @@ CProgram::~CProgram() {
 bool CProgram::Start(const char* szProgramme) {
   const std::string szRuntime = Runtime();
   mkdir(szRuntime.c_str(), 0700);
-  std::vector<std::string> environnement = {"PATH=/usr/local/bin:/usr/bin:/bin",
-                                            "HOME=" + m_dir.Dir(),
-                                            "LANG=C.UTF-8",
-                                            "TZ=UTC0",
-                                            "QT_QPA_PLATFORM=offscreen",
-                                            "TONARA_AUDIO=file:" + m_dir.Dir(),
-                                            "XDG_RUNTIME_DIR=" + szRuntime};
+  std::vector<std::string> environnement = {
+      "PATH=/usr/local/bin:/usr/bin:/bin",
+      "HOME=" + m_dir.Dir(),
+      "LANG=C.UTF-8",
+      "TZ=UTC0",
+      m_szAffichage.empty() ? "QT_QPA_PLATFORM=offscreen" : "DISPLAY=" + m_szAffichage,
+      "TONARA_AUDIO=file:" + m_dir.Dir(),
+      "XDG_RUNTIME_DIR=" + szRuntime};
   // The options of a build with a sanitizer.
   for (const char* szNom : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
     const char* szValeur = std::getenv(szNom);

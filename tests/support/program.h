@@ -1,4 +1,5 @@
-// The real program, run without a display in a start directory of its own, at a time of our choice.
+// The real program, run in a start directory of its own, at a time of our choice, without a display unless
+// it is given one.
 #pragma once
 
 #include <sys/types.h>
@@ -37,11 +38,15 @@ class CProgram {
   /// Makes the program's clock show that time at the beginning of the next whole second of real time,
   /// which is when Start returns. Its monotonic clock stays true. Before Start.
   void SetHeure(const Instant& instant) { m_heure = instant; }
+  /// Shows its windows on that display (":7" for instance). Before Start.
+  void SetAffichage(const std::string& szAffichage) { m_szAffichage = szAffichage; }
 
   /// Starts szProgramme in Dir(). False if there is no way to move its clock, or no process.
   bool Start(const char* szProgramme);
   /// The real moment at which the program's clock shows that time.
   [[nodiscard]] double Reel(const Instant& instant) const { return RealSeconds(instant) - m_fDecalage; }
+  /// What the program's clock shows now, in seconds of the same count as RealSeconds.
+  [[nodiscard]] double Maintenant() const { return RealNow() + m_fDecalage; }
 
   /// Waits on a condition, looking every 5 ms; false after fSecondes.
   template <class Condition>
@@ -73,6 +78,7 @@ class CProgram {
 
   CTempDir m_dir;
   std::string m_szRuntime;
+  std::string m_szAffichage;
   std::optional<Instant> m_heure;
   double m_fDecalage = 0.0;  // program's clock minus real time, whole seconds
   double m_fDebutSon = 0.0;
