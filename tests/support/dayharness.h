@@ -191,8 +191,6 @@ class CDay {
     }
     return lines;
   }
-  /// The lines since the last call as they stand in the file.
-  std::vector<std::string> HistoriqueEntier() { return Lignes(dir / "Historique.txt", &nLuHistorique); }
   /// Forgets both files, so that a long run doesn't fill the disk; the session log stays off from here on.
   void OublieFichiers() {
     LogClose();

@@ -33,14 +33,6 @@ uint64_t CFakeClock::MonotonicMs() const {
   return m_llMonotonicMs;
 }
 
-void CFakeClock::SleepMs(uint32_t dwMs) {
-  std::lock_guard lock(m_mutex);
-  if (m_bSleepAdvances) {
-    m_llCalendarMs += dwMs;
-    m_llMonotonicMs += dwMs;
-  }
-}
-
 void CFakeClock::Advance(uint64_t ms) {
   std::lock_guard lock(m_mutex);
   m_llCalendarMs += static_cast<int64_t>(ms);
@@ -64,11 +56,6 @@ void CFakeClock::SetLocal(int nYear, int nMonth, int nDay, int nHour, int nMinut
 void CFakeClock::JumpSeconds(int64_t nSeconds) {
   std::lock_guard lock(m_mutex);
   m_llCalendarMs += nSeconds * 1000;
-}
-
-void CFakeClock::SetSleepAdvances(bool bOn) {
-  std::lock_guard lock(m_mutex);
-  m_bSleepAdvances = bOn;
 }
 
 CTimeZone::CTimeZone(const char* szTz) : m_bHad(std::getenv("TZ") != nullptr), m_szOld{} {

@@ -18,21 +18,18 @@ class CFakeClock final : public CClock {
   CCivilTime LocalTime() const override;
   int64_t CalendarSeconds() const override;
   uint64_t MonotonicMs() const override;
-  /// Returns at once; moves both clocks on if SetSleepAdvances(true), else leaves them.
-  void SleepMs(uint32_t dwMs) override;
+  void SleepMs(uint32_t) override {}
 
   /// Time passes: both the calendar and the monotonic clock move on.
   void Advance(uint64_t ms);
   /// Somebody sets the clock: only the calendar jumps.
   void SetLocal(int nYear, int nMonth, int nDay, int nHour, int nMinute, int nSecond);
   void JumpSeconds(int64_t nSeconds);
-  void SetSleepAdvances(bool bOn);
 
  private:
   mutable std::mutex m_mutex;
   int64_t m_llCalendarMs = 0;
   uint64_t m_llMonotonicMs = 1000;
-  bool m_bSleepAdvances = false;
 };
 
 /// Sets TZ for a scope ("Europe/Paris", "UTC0") and puts the old one back.

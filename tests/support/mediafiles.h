@@ -15,10 +15,10 @@ struct CWavShape {
   uint16_t wBits = 16;
   uint16_t wTag = 1;
   int iBlockAlign = -1;
-  std::string fmtExtra;   ///< behind the 16 bytes of "fmt "
-  std::string avantFmt;   ///< whole chunks in front of "fmt "
-  std::string avantData;  ///< whole chunks between "fmt " and "data"
-  std::string apresData;  ///< behind the data
+  std::string fmtExtra{};   ///< behind the 16 bytes of "fmt "
+  std::string avantFmt{};   ///< whole chunks in front of "fmt "
+  std::string avantData{};  ///< whole chunks between "fmt " and "data"
+  std::string apresData{};  ///< behind the data
   int64_t llRiffSize = -1;
   int64_t llDataSize = -1;
 };

@@ -7,14 +7,6 @@
 
 namespace tonara::test {
 
-namespace {
-
-double Db(double dAmplitude) {
-  return 20.0 * std::log10(dAmplitude / 32768.0);
-}
-
-}  // namespace
-
 std::vector<int16_t> Samples16(std::string_view octets) {
   std::vector<int16_t> samples(octets.size() / sizeof(int16_t));
   if (!samples.empty()) std::memcpy(samples.data(), octets.data(), samples.size() * sizeof(int16_t));
@@ -29,18 +21,6 @@ std::vector<int16_t> Channel(std::span<const int16_t> samples, int nChannels, in
   return mono;
 }
 
-double RmsDb(std::span<const int16_t> mono) {
-  double dSum = 0.0;
-  for (const int16_t s : mono) dSum += static_cast<double>(s) * s;
-  return Db(std::sqrt(dSum / static_cast<double>(mono.size())));
-}
-
-std::vector<double> RmsDbWindows(std::span<const int16_t> mono, size_t nWindow) {
-  std::vector<double> levels;
-  for (size_t n = 0; n + nWindow <= mono.size(); n += nWindow) levels.push_back(RmsDb(mono.subspan(n, nWindow)));
-  return levels;
-}
-
 double ToneDb(std::span<const int16_t> mono, uint32_t dwFreq, double dHz) {
   const double dOmega = 2.0 * std::numbers::pi * dHz / dwFreq;
   const double dCoeff = 2.0 * std::cos(dOmega);
@@ -52,19 +32,13 @@ double ToneDb(std::span<const int16_t> mono, uint32_t dwFreq, double dHz) {
     s1 = s0;
   }
   const double dPower = s1 * s1 + s2 * s2 - dCoeff * s1 * s2;
-  return Db(2.0 * std::sqrt(dPower) / static_cast<double>(mono.size()));
+  return 20.0 * std::log10(2.0 * std::sqrt(dPower) / static_cast<double>(mono.size()) / 32768.0);
 }
 
 int SlewMax(std::span<const int16_t> mono) {
   int nMax = 0;
   for (size_t n = 1; n < mono.size(); ++n) nMax = std::max(nMax, std::abs(mono[n] - mono[n - 1]));
   return nMax;
-}
-
-size_t FirstClick(std::span<const int16_t> mono, double dLimit) {
-  for (size_t n = 1; n < mono.size(); ++n)
-    if (std::abs(mono[n] - mono[n - 1]) > dLimit) return n;
-  return mono.size();
 }
 
 int CurveMax(std::span<const int16_t> mono) {

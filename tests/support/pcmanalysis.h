@@ -16,10 +16,6 @@ std::vector<int16_t> Samples16(std::string_view octets);
 /// One channel, on its own.
 std::vector<int16_t> Channel(std::span<const int16_t> samples, int nChannels, int nChannel);
 
-/// RMS of one channel's samples, dB; minus infinity for silence.
-double RmsDb(std::span<const int16_t> mono);
-/// RMS of each whole window of that many samples.
-std::vector<double> RmsDbWindows(std::span<const int16_t> mono, size_t nWindow);
 
 /// Peak level of the tone of that frequency in one channel's samples (Goertzel's algorithm), dB. The
 /// window should hold whole periods of every tone in it.
@@ -27,8 +23,6 @@ double ToneDb(std::span<const int16_t> mono, uint32_t dwFreq, double dHz);
 
 /// Largest step between neighbouring samples of one channel: a sine of amplitude A has A x 2 pi f / rate.
 int SlewMax(std::span<const int16_t> mono);
-/// First sample whose step from the one before exceeds the limit; the size if there is none.
-size_t FirstClick(std::span<const int16_t> mono, double dLimit);
 /// Largest second difference: a step of gain shows in it far above any low tone.
 int CurveMax(std::span<const int16_t> mono);
 

@@ -135,14 +135,12 @@ TEST(Mixe, SourcesOfOtherShapesAreConvertedIntoTheBus) {
 }
 
 TEST(Mixe, FormatsThatCanNotBeReadAreToldApart) {
-  EXPECT_TRUE(FormatMixable(MakePcmFormat(44100, 2, 16)));
   EXPECT_TRUE(FormatMixable(MakePcmFormat(8000, 6, 24)));
-  PCMWAVEFORMAT format = MakePcmFormat(44100, 2, 16);
-  format.nBlockAlign = 3;
-  EXPECT_FALSE(FormatMixable(format));
-  EXPECT_FALSE(FormatMixable(MakePcmFormat(44100, 0, 16)));
-  EXPECT_FALSE(FormatMixable(MakePcmFormat(0, 2, 16)));
-  EXPECT_FALSE(FormatMixable(MakePcmFormat(44100, 2, 12)));
+  PCMWAVEFORMAT decale = MakePcmFormat(44100, 2, 16);
+  decale.nBlockAlign = 3;
+  for (const PCMWAVEFORMAT& format :
+       {decale, MakePcmFormat(44100, 0, 16), MakePcmFormat(0, 2, 16), MakePcmFormat(44100, 2, 12)})
+    EXPECT_FALSE(FormatMixable(format));
 }
 
 }  // namespace

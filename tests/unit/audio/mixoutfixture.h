@@ -8,12 +8,11 @@
 #include <vector>
 
 #include "audio/mixout.h"
-#include "core/log.h"
 #include "tests/support/fakewave.h"
 #include "tests/support/mediafiles.h"
 #include "tests/support/msgqueue.h"
 #include "tests/support/pcmanalysis.h"
-#include "tests/support/tempdir.h"
+#include "tests/support/testlog.h"
 
 namespace tonara {
 
@@ -29,11 +28,7 @@ struct CMixoutEssai {
 
 /// Shape of a WAV file that is otherwise as it should be.
 inline test::CWavShape Forme(uint32_t dwFreq, uint16_t wChannels = 2, uint16_t wBits = 16) {
-  test::CWavShape shape;
-  shape.dwFreq = dwFreq;
-  shape.wChannels = wChannels;
-  shape.wBits = wBits;
-  return shape;
+  return {.dwFreq = dwFreq, .wChannels = wChannels, .wBits = wBits};
 }
 
 class MixoutFixture : public testing::Test {
@@ -41,22 +36,11 @@ class MixoutFixture : public testing::Test {
   static constexpr size_t kBloc = 2205;
 
   MixoutFixture() {
-    LogSetFile(m_dir.Dir(), "log.txt", true);
-    LogOpen();
     m_mixout.StartSansThread(0, 10, 50, 0);
     m_mixout.AddGroupe("MESSAGE", -6.0F, 0.0F);
     m_mixout.AddGroupe("MUSIQUE", 0.0F, -12.0F);
   }
 
- public:
-  ~MixoutFixture() override {
-    m_mixout.StopAll();
-    m_mixout.Stop();
-    LogClose();
-    LogSetFile("", "", false);
-  }
-
- protected:
   /// A WAV file in the temporary folder.
   std::string Wav(const std::string& szNom, const std::string& szPcm, const test::CWavShape& shape = {}) {
     return m_dir.Write(szNom, test::MakeWav(shape, szPcm));
@@ -98,14 +82,17 @@ class MixoutFixture : public testing::Test {
     m_mixout.GetFormat(true, &format);
     return format.nSamplesPerSec;
   }
-  int Traced(const std::string& szTexte) {
-    const std::string szLog = m_dir.Read("log.txt");
-    int n = 0;
-    for (size_t p = szLog.find(szTexte); p != std::string::npos; p = szLog.find(szTexte, p + 1)) ++n;
-    return n;
+  [[nodiscard]] int Traced(const std::string& szTexte) const { return m_log.Count(szTexte); }
+  /// A mixer that nothing plays on and a device that has played nothing.
+  void Vide() {
+    m_mixout.StopAll();
+    m_mixout.Stop();
+    m_wave.OffsetPosition(0);
+    m_wave.TakePlayed();
   }
 
   test::CTempDir m_dir;
+  test::CTestLog m_log{m_dir};
   test::CFakeWave m_wave;
   test::CMsgQueue m_messages;
   CMixout m_mixout;

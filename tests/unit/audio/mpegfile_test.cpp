@@ -114,9 +114,6 @@ TEST(MpegFile, DecodesWhatTheWorldEncodesSampleForSample) {
     if (cas.bMono) {
       for (size_t i = 0; i + 4 <= pcm.size(); i += 4) ASSERT_EQ(pcm.substr(i, 2), pcm.substr(i + 2, 2)) << cas.szName;
     }
-    PCMWAVEFORMAT read;
-    EXPECT_TRUE(media.ReadFormat(path, &read));
-    EXPECT_EQ(read, format) << cas.szName;
   }
 }
 
@@ -188,16 +185,11 @@ TEST(MpegFile, DurationFollowsTheMeanFrameSize) {
     uint32_t dwMs = 1;
     EXPECT_FALSE(media.GetDuree(&dwMs, nullptr));
     ASSERT_TRUE(media.Open(dir.Write("a.mp3", cas.stream), 0, 0, &format));
-    EXPECT_TRUE(media.GetDuree(&dwMs, &format));
-    EXPECT_EQ(dwMs, cas.dwMs);
     EXPECT_TRUE(media.GetDuree(&dwMs, nullptr));
     EXPECT_EQ(dwMs, cas.dwMs);
-    PCMWAVEFORMAT bus = format;
-    bus.nSamplesPerSec *= 2;
-    EXPECT_TRUE(media.GetDuree(&dwMs, &bus));
+    format.nSamplesPerSec *= 2;
+    EXPECT_TRUE(media.GetDuree(&dwMs, &format));
     EXPECT_EQ(dwMs, cas.dwMsDouble);
-    bus.nSamplesPerSec = 0;
-    EXPECT_FALSE(media.GetDuree(&dwMs, &bus));
   }
 }
 
@@ -257,7 +249,6 @@ TEST(MpegFile, LoopOpensAgainAndCountsOn) {
     ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
     EXPECT_EQ(ReadAll(media).size(), nFrames * 4608);
     EXPECT_EQ(media.Decoder().m_iFrames, static_cast<int64_t>(nFrames * turn));
-    EXPECT_EQ(media.Decoder().m_iLus, static_cast<int64_t>(clip.size() * turn));
     uint32_t dwMs = 0;
     EXPECT_TRUE(media.GetDuree(&dwMs, nullptr));
     EXPECT_EQ(dwMs, 1000U);
@@ -287,9 +278,7 @@ TEST(MpegFile, FileWithoutFramesOpensAndEndsAtOnce) {
     uint32_t dwGiven = 1;
     EXPECT_FALSE(media.Read(block.data(), kBloc, &dwGiven)) << szName;
     EXPECT_EQ(dwGiven, 0U) << szName;
-    EXPECT_FALSE(media.GetFormat(&format)) << szName;
     EXPECT_FALSE(media.GetDuree(&dwGiven, nullptr)) << szName;
-    EXPECT_TRUE(media.Close());
   }
 }
 
@@ -301,29 +290,8 @@ TEST(MpegFile, ThingsThatAreNoFilesFailAtOnce) {
   for (const std::string& path : {dir / "fifo.mp3", dir / "dossier.mp3", dir / "zero.mp3", dir / "absent.mp3",
                                   std::string(), std::string("http://127.0.0.1/x"), std::string("https://x/")}) {
     CMpegFile media;
-    PCMWAVEFORMAT format;
-    EXPECT_FALSE(media.Open(path, 0, 0, &format)) << path;
-    EXPECT_FALSE(media.ReadFormat(path, &format)) << path;
-    EXPECT_TRUE(media.Close());
+    EXPECT_FALSE(media.Open(path, 0, 0, nullptr)) << path;
   }
-}
-
-TEST(MpegFile, FileCutWhilePlayingEndsCleanly) {
-  const CTempDir dir;
-  const std::string clip = EncodeLame("-b 128 -t", 44100, Noise(4000));
-  const std::string path = dir.Write("a.mp3", clip);
-  CMpegFile media;
-  ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
-  std::vector<uint8_t> block(kBloc);
-  uint32_t dwGiven = 0;
-  ASSERT_TRUE(media.Read(block.data(), kBloc, &dwGiven));
-  std::filesystem::resize_file(path, clip.size() / 2);
-  testing::internal::CaptureStdout();
-  const std::string rest = ReadAll(media);
-  testing::internal::GetCapturedStdout();
-  const std::string expected = ReferencePcm(clip);
-  EXPECT_TRUE(rest == expected.substr(kBloc, rest.size()));
-  EXPECT_LT(rest.size(), expected.size() * 6 / 10);
 }
 
 }  // namespace
