@@ -48,6 +48,11 @@ TRANCHE_MIX* CMixout::TrancheLocked(int nTranche) {
   return nTranche >= 1 && nTranche <= NB_TRANCHES ? &m_Tranches[static_cast<size_t>(nTranche - 1)] : nullptr;
 }
 
+bool CMixout::EstLectureLocked(int nTranche, uint32_t dwLecture) {
+  const TRANCHE_MIX* const pTranche = TrancheLocked(nTranche);
+  return pTranche && (dwLecture == 0 || pTranche->m_dwLecture == dwLecture);
+}
+
 int CMixout::TrancheLibreLocked() const {
   for (int n = 0; n < NB_TRANCHES; ++n)
     if (!m_Tranches[static_cast<size_t>(n)].m_pMedia) return n + 1;
@@ -161,10 +166,11 @@ void CMixout::GainDepartLocked(TRANCHE_MIX& tranche, float fGain, const char* sz
 
 int CMixout::PlayFichier(const std::string& szPath, int iMode, uint32_t dwIn, uint32_t dwOut, uint32_t dwFadeIn,
                          uint32_t dwFadeOut, float fGain, bool bBoucle, MsgTarget hWnd, uint32_t uMsg,
-                         const char* szGroupe) {
+                         const char* szGroupe, uint32_t* pdwLecture) {
+  if (pdwLecture) *pdwLecture = 0;
   if (szPath.empty()) return 0;
   if (iMode == kPlayExclusif && m_Sortie.IsOpen())
-    for (int n = 1; n <= NB_TRANCHES; ++n) Abandonne(n);
+    for (int n = 1; n <= NB_TRANCHES; ++n) Abandonne(n, 0);
   {
     CGuard guard(m_Lock);
     Trace(1, "Play Fichier %s\n", szPath.c_str());
@@ -216,13 +222,16 @@ int CMixout::PlayFichier(const std::string& szPath, int iMode, uint32_t dwIn, ui
   GainDepartLocked(tranche, fGain, szGroupe);
   tranche.m_hWndFin = hWnd;
   tranche.m_uMsgFin = uMsg;
+  m_dwLectures = std::max(m_dwLectures + 1, 1U);
+  tranche.m_dwLecture = m_dwLectures;
+  if (pdwLecture) *pdwLecture = tranche.m_dwLecture;
   // Heard when what is already written has played: position and queue in one number, so nothing can
   // finish between the reading of the two.
   tranche.m_dwDebut = m_Sortie.EchEcrites();
   tranche.m_bActif = true;
   {
     CGuard abort(m_AbortLock);
-    m_pAbort[static_cast<size_t>(nTranche - 1)] = tranche.m_pMedia.get();
+    m_pAbort[static_cast<size_t>(nTranche - 1)] = {tranche.m_pMedia.get(), tranche.m_dwLecture};
   }
   RemplitLocked();
   // The thread looks once in any case: if nothing was written, no block will ever wake it.
@@ -230,11 +239,11 @@ int CMixout::PlayFichier(const std::string& szPath, int iMode, uint32_t dwIn, ui
   return nTranche;
 }
 
-void CMixout::Abandonne(int nTranche) {
+void CMixout::Abandonne(int nTranche, uint32_t dwLecture) {
   if (nTranche < 1 || nTranche > NB_TRANCHES) return;
   CGuard guard(m_AbortLock);
-  CMedia* const pMedia = m_pAbort[static_cast<size_t>(nTranche - 1)];
-  if (pMedia) pMedia->Abort();
+  const ABORT& abort = m_pAbort[static_cast<size_t>(nTranche - 1)];
+  if (abort.m_pMedia && (dwLecture == 0 || dwLecture == abort.m_dwLecture)) abort.m_pMedia->Abort();
 }
 
 std::unique_ptr<CMedia> CMixout::LibereTrancheLocked(int nTranche) {
@@ -242,7 +251,7 @@ std::unique_ptr<CMedia> CMixout::LibereTrancheLocked(int nTranche) {
   if (!pTranche) return nullptr;
   {
     CGuard guard(m_AbortLock);
-    m_pAbort[static_cast<size_t>(nTranche - 1)] = nullptr;
+    m_pAbort[static_cast<size_t>(nTranche - 1)] = {};
   }
   pTranche->m_bActif = false;
   pTranche->m_bFin = false;
@@ -250,12 +259,13 @@ std::unique_ptr<CMedia> CMixout::LibereTrancheLocked(int nTranche) {
   return std::move(pTranche->m_pMedia);
 }
 
-void CMixout::StopTranche(int nTranche) {
+void CMixout::StopTranche(int nTranche, uint32_t dwLecture) {
   // A source blocked in Read holds the lock: it has to be released first.
-  Abandonne(nTranche);
+  Abandonne(nTranche, dwLecture);
   std::unique_ptr<CMedia> pMedia;
   {
     CGuard guard(m_Lock);
+    if (!EstLectureLocked(nTranche, dwLecture)) return;
     pMedia = LibereTrancheLocked(nTranche);
   }
   if (!pMedia) return;

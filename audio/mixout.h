@@ -52,6 +52,7 @@ struct TRANCHE_MIX {
   double m_fRampeOrigine = 1.0;  ///< value of the ramp's line at frame 0
   MsgTarget m_hWndFin = 0;
   uint32_t m_uMsgFin = 0;
+  uint32_t m_dwLecture = 0;  ///< number of this play, never 0
 };
 
 struct GROUPE_MIX {
@@ -83,15 +84,21 @@ class CMixout {
   /// each pass until the tranche is stopped. Opens the file (without the lock: a slow disk doesn't
   /// hold up what plays) and mixes the first blocks in the caller's thread. A file of another rate is
   /// refused while a tranche holds a source; once none does, what is still queued gives way to it.
+  /// pdwLecture, nullable, takes the number of this play. Tranche numbers are given again as soon as they are
+  /// free: whoever can't know whether its tranche was freed behind its back (the mixer restarted) passes the
+  /// play's number to StopTranche and GetPosTranche, which then leave a later play alone.
   int PlayFichier(const std::string& szPath, int iMode, uint32_t dwIn, uint32_t dwOut, uint32_t dwFadeIn,
-                  uint32_t dwFadeOut, float fGain, bool bBoucle, MsgTarget hWnd, uint32_t uMsg, const char* szGroupe);
-  /// Frees the tranche; breaks a blocked read first. 0 is ignored.
-  void StopTranche(int nTranche);
+                  uint32_t dwFadeOut, float fGain, bool bBoucle, MsgTarget hWnd, uint32_t uMsg, const char* szGroupe,
+                  uint32_t* pdwLecture = nullptr);
+  /// Frees the tranche; breaks a blocked read first. 0 is ignored, and so is a tranche that holds another play
+  /// than dwLecture (0: any).
+  void StopTranche(int nTranche, uint32_t dwLecture = 0);
   void StopAll();
   [[nodiscard]] bool IsActif();
   /// Elapsed and remaining ms of a tranche (outputs nullable). False with zeros if it isn't playing, the
-  /// device is closed or the source can't tell. A live source has 0 remaining.
-  bool GetPosTranche(int nTranche, uint32_t* pdwEcoule, uint32_t* pdwReste);
+  /// device is closed, the source can't tell, or it is another play than dwLecture (0: any). A live source has 0
+  /// remaining.
+  bool GetPosTranche(int nTranche, uint32_t* pdwEcoule, uint32_t* pdwReste, uint32_t dwLecture = 0);
   /// For the first min(nCount, bus channels) channels: GainToDb of the last block's peak before
   /// clipping, and of the highest such peak since the second level was last handed out; each where
   /// the output isn't null. Writes nothing while the device is closed. Always true.
@@ -127,6 +134,7 @@ class CMixout {
   friend struct CMixoutEssai;
   // mixout.cpp: tranches and device.
   TRANCHE_MIX* TrancheLocked(int nTranche) REQUIRES(m_Lock);
+  bool EstLectureLocked(int nTranche, uint32_t dwLecture) REQUIRES(m_Lock);
   void DemarreLocked(int iDevice, int iNbBuffers, int iTailleMs, uint32_t dwDureeMax) REQUIRES(m_Lock);
   [[nodiscard]] int TrancheLibreLocked() const REQUIRES(m_Lock);
   [[nodiscard]] bool ActifLocked() const REQUIRES(m_Lock);
@@ -136,7 +144,7 @@ class CMixout {
   void FermeSortieLocked() REQUIRES(m_Lock);
   std::unique_ptr<CMedia> LibereTrancheLocked(int nTranche) REQUIRES(m_Lock);
   void StopAllLocked() REQUIRES(m_Lock);
-  void Abandonne(int nTranche) EXCLUDES(m_AbortLock);
+  void Abandonne(int nTranche, uint32_t dwLecture) EXCLUDES(m_AbortLock);
 
   // mixoutniveaux.cpp: positions, levels, fades, groupes.
   struct POSITION_TRANCHE {
@@ -168,7 +176,8 @@ class CMixout {
   int m_iNbBuffers GUARDED_BY(m_Lock) = 10;
   int m_iTailleBuffer GUARDED_BY(m_Lock) = 50;
   uint32_t m_dwDureeMax GUARDED_BY(m_Lock) = 0;
-  CWaveOut m_Sortie;  ///< driven under m_Lock; IsOpen from anywhere
+  uint32_t m_dwLectures GUARDED_BY(m_Lock) = 0;  ///< number of the latest play
+  CWaveOut m_Sortie;                             ///< driven under m_Lock; IsOpen from anywhere
   bool m_bEnPause GUARDED_BY(m_Lock) = false;
   PCMWAVEFORMAT m_Format GUARDED_BY(m_Lock);            ///< the bus; rate 0 while no device is open
   uint32_t m_dwFramesBloc GUARDED_BY(m_Lock) = 0;       ///< frames in a whole block
@@ -180,7 +189,11 @@ class CMixout {
   /// Guards the pointers through which Abort reaches a source whose Read holds m_Lock. Taken after
   /// m_Lock, held only for the call.
   CLock m_AbortLock;
-  std::array<CMedia*, NB_TRANCHES> m_pAbort GUARDED_BY(m_AbortLock){};
+  struct ABORT {
+    CMedia* m_pMedia = nullptr;
+    uint32_t m_dwLecture = 0;
+  };
+  std::array<ABORT, NB_TRANCHES> m_pAbort GUARDED_BY(m_AbortLock);
   CAutoEvent m_hEvent;  ///< a block has played, or there is something to look at
   CWorker m_hThread;
 };

@@ -47,11 +47,11 @@ bool CMixout::PosTrancheLocked(int nTranche, uint32_t* pdwEcoule, uint32_t* pdwR
   return true;
 }
 
-bool CMixout::GetPosTranche(int nTranche, uint32_t* pdwEcoule, uint32_t* pdwReste) {
+bool CMixout::GetPosTranche(int nTranche, uint32_t* pdwEcoule, uint32_t* pdwReste, uint32_t dwLecture) {
   CGuard guard(m_Lock);
   uint32_t dwEcoule = 0;
   uint32_t dwReste = 0;
-  const bool bOk = PosTrancheLocked(nTranche, &dwEcoule, &dwReste);
+  const bool bOk = EstLectureLocked(nTranche, dwLecture) && PosTrancheLocked(nTranche, &dwEcoule, &dwReste);
   if (pdwEcoule) *pdwEcoule = dwEcoule;
   if (pdwReste) *pdwReste = dwReste;
   return bOk;

@@ -15,6 +15,7 @@ namespace tonara {
 namespace {
 
 constexpr uint32_t kPeriodeMs = 500;
+constexpr uint32_t kAmorceMs = 10;  // while the first scan runs
 // Length of a cross-fade: the old track's last moments, in which it goes down to nothing.
 constexpr uint32_t DUREE_FONDU = 13000;
 // A list that a change has emptied is filled again this long before the next track is due.
@@ -80,9 +81,14 @@ bool CAudioPlaylistProgram::Start() {
   Demarre();
   m_worker.Start("playlist", CWorker::Priority::Normal, [this] {
     SemerAleatoire(static_cast<uint32_t>(m_clock.MonotonicMs()));
-    do {
-      Tick();
-    } while (m_worker.Sleep(kPeriodeMs));
+    Tick();
+    // What the programme before this one left in the device's queue is less than a round: the first track
+    // follows as soon as the folder is known. At random not before the whole of it is, within reason.
+    bool bSuite = true;
+    for (uint32_t t = 0; bSuite && t < kPeriodeMs && !m_Liste.IsCharge(); t += kAmorceMs) {
+      bSuite = m_worker.Sleep(kAmorceMs);
+    }
+    for (; bSuite; bSuite = m_worker.Sleep(kPeriodeMs)) Tick();
   });
   return true;
 }

@@ -30,8 +30,8 @@ class CAudioPlaylistProgram final : public CAudioProgram {
                         CClock& clock);
   ~CAudioPlaylistProgram() override;
 
-  /// Writes the history line, watches the folder and starts the worker; sound comes with its second
-  /// round at the earliest. True in all cases: an absent or empty folder is waited for.
+  /// Writes the history line, watches the folder and starts the worker; sound comes when the folder has been
+  /// read. True in all cases: an absent or empty folder is waited for.
   bool Start() override;
   /// Ends all sound at once, without a fade. Waits for the round that is under way, so for a file that
   /// is being opened.
@@ -43,6 +43,8 @@ class CAudioPlaylistProgram final : public CAudioProgram {
   bool Load(const std::string& szIni) override;
   /// False, traced, if the settings file can't be written.
   bool Save(const std::string& szIni) override;
+  /// "Playlist audio": the folder and the three switches.
+  bool Configure(QWidget* pParent, bool bActif) override;
 
   std::string m_szPath;  ///< the folder
   bool m_bSousRep = false;

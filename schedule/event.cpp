@@ -174,18 +174,22 @@ class CEventAudio : public CEventBase {
   void Joue() override {
     Historique();
     m_nTranche = m_context.pMixout->PlayFichier(m_szPath, kPlayMixe, 0, 0, 0, 0, m_context.pCfg->MessageAudio, false, 0,
-                                                0, kGroupeMessage);
+                                                0, kGroupeMessage, &m_dwLecture);
   }
 
   bool IsFini() override {
     if (m_nTranche == 0) return true;
     uint32_t dwEcoule = 0;
     uint32_t dwReste = 0;
-    if (m_context.pMixout->GetPosTranche(m_nTranche, &dwEcoule, &dwReste) && dwReste != 0) return false;
-    m_context.pMixout->StopTranche(m_nTranche);
+    if (m_context.pMixout->GetPosTranche(m_nTranche, &dwEcoule, &dwReste, m_dwLecture) && dwReste != 0) return false;
+    m_context.pMixout->StopTranche(m_nTranche, m_dwLecture);
     m_nTranche = 0;
     return true;
   }
+
+ private:
+  // If the mixer is restarted under a message, the music may be given its tranche before the next tick.
+  uint32_t m_dwLecture = 0;
 };
 
 class CEventMsgAudio final : public CEventAudio {

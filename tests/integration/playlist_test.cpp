@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "programmes/audioplaylistprogram.h"
+#include "schedule/event.h"
 #include "tests/integration/musicshop.h"
 
 namespace tonara::test {
@@ -333,6 +334,26 @@ TEST_F(Playlist, ATrackThatStartsDuringAMessageStartsLowered) {
   shop.mixout.SetEtatGroupe("MUSIQUE", 1);
   shop.Avance(3000);
   EXPECT_NEAR(shop.niveaux.back(), 0.5 * std::pow(10.0, -12.0 / 20), 0.01);
+}
+
+// Tranche numbers are given again at once: when the mixer is restarted under a message, the music may get the
+// message's own before the message has its next look.
+TEST_F(Playlist, AMessageWhoseMixerIsRestartedLeavesTheMusicAlone) {
+  const std::string szMusique = Ecrit("a.wav", 8000, 60000);
+  EventContext contexte{&shop.cfg, &shop.mixout, &shop.historique};
+  const std::unique_ptr<CEvent> pMessage = CreeEvent(kEventMsgAudio, contexte);
+  pMessage->SetPath(shop.dir.Write("msg.wav", WavTone(8000, 5000, 300)).c_str());
+  pMessage->Start(true);
+  const int nTranche = pMessage->m_nTranche;
+  shop.Avance(1000);
+  EXPECT_FALSE(pMessage->CheckEnd());
+  shop.mixout.StopAll();
+  shop.mixout.Stop();
+  shop.mixout.StartSansThread(0, 10, CMusicShop::kBlocMs, 0);
+  ASSERT_EQ(shop.mixout.PlayFichier(szMusique, kPlayMixe, 0, 0, 0, 0, 0, false, 0, 0, "MUSIQUE"), nTranche);
+  EXPECT_TRUE(pMessage->CheckEnd());
+  EXPECT_EQ(shop.mixout.NbTranchesPrises(), 1);
+  EXPECT_TRUE(shop.mixout.GetPosTranche(nTranche, nullptr, nullptr));
 }
 
 // Ten minutes in which things are killed, damaged and made again at random. Whenever the folder holds a

@@ -4,8 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstring>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "audio/mixout.h"
@@ -134,6 +137,48 @@ TEST_F(AudioProgramTest, NoProgrammeAndUnknownOnesAreSilence) {
     EXPECT_NE(Historique().find(" - *** Aucun programme audio\n"), std::string::npos) << nType;
   }
   EXPECT_FALSE(m_wave.IsOpen());
+}
+
+// What the old programme left in the queue is heard to its end, and the new one follows with no silence between; only
+// another rate opens the device anew, at once.
+TEST_F(AudioProgramTest, SwitchingToThePlaylistAndBackLeavesNoSilence) {
+  const std::pair<uint32_t, int> cas[] = {{44100, 1}, {48000, 3}};  // rate of the playlist, openings of the device
+  for (const auto& [dwFreq, nOuvertures] : cas) {
+    SCOPED_TRACE(dwFreq);
+    EcritBoucle("Demo/Loop.wav");
+    CWavShape forme;
+    forme.dwFreq = dwFreq;
+    m_dir.Write("Musiques/a.wav", MakeWav(forme, MakeNoise(dwFreq, 2, 16, 30000)));
+    const int nAvant = m_wave.Opens();
+    std::vector<int16_t> sortie;
+    const auto Entend = [&] {
+      const std::vector<int16_t> bloc = Joue(6);
+      sortie.insert(sortie.end(), bloc.begin(), bloc.end());
+    };
+    for (const int nType : {kPgmLoopFile, kPgmPlaylist, kPgmLoopFile}) {
+      StopAudioProgram();
+      EXPECT_EQ(g_Mixout.NbTranchesPrises(), 0);
+      g_Appcfg.MusicSource = nType;
+      ASSERT_TRUE(StartAudioProgram());
+      const auto fin = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+      while (g_Mixout.NbTranchesPrises() == 0 && std::chrono::steady_clock::now() < fin) std::this_thread::yield();
+      ASSERT_EQ(g_Mixout.NbTranchesPrises(), 1);
+      Entend();
+    }
+    EXPECT_EQ(m_wave.Opens() - nAvant, nOuvertures);
+    int nMuets = 0;
+    for (const int16_t ech : sortie) {
+      nMuets = std::abs(ech) < 100 ? nMuets + 1 : 0;
+      ASSERT_LT(nMuets, 50);
+    }
+    StopAudioProgram();
+    g_Mixout.StopAll();
+    while (m_wave.IsOpen()) {
+      m_wave.Play(1);
+      g_Mixout.Tick();
+    }
+    m_wave.TakePlayed();
+  }
 }
 
 TEST_F(AudioProgramTest, SavedPathComesBackAndOtherKeysStay) {
