@@ -3,7 +3,10 @@
 #include <QApplication>
 #include <QDialog>
 #include <QGuiApplication>
+#include <QMetaObject>
+#include <QString>
 #include <cstdlib>
+#include <string>
 #include <utility>
 
 #include "audio/mixout.h"
@@ -12,9 +15,12 @@
 #include "core/historique.h"
 #include "core/log.h"
 #include "programmes/audioprogram.h"
+#include "programmes/linesource.h"
+#include "programmes/programmedlg.h"
 #include "schedule/calendrier.h"
 #include "schedule/grille.h"
 #include "ui/listeevents.h"
+#include "ui/look/look.h"
 #include "ui/look/msgtarget.h"
 #include "ui/mixergui.h"
 #include "video/contentlistmngr.h"
@@ -82,6 +88,17 @@ void CApplication::Start(uint64_t llLancementMs) {
   g_Mixout.AddGroupe("MESSAGE", g_Appcfg.MessageAudio, 0.0F);
   g_Mixout.AddGroupe("MUSIQUE", g_Appcfg.Music, g_Appcfg.AutoFade);
 
+  // The capture's failures come from the threads that open the input. All of them have ended before the
+  // window goes.
+  g_LineSource.SetRecordBox([pFenetre = m_pFenetre.get()](const std::string& szTexte, const std::string& szTitre) {
+    QMetaObject::invokeMethod(
+        pFenetre,
+        [pFenetre, szTexte = QString::fromStdString(szTexte), szTitre = QString::fromStdString(szTitre)] {
+          ShowBox(pFenetre, szTexte, szTitre);
+        },
+        Qt::QueuedConnection);
+  });
+
   g_pWarning->SetButton(m_pFenetre->UiAvertissement());
   connect(&m_timerAffichage, &QTimer::timeout, m_pFenetre.get(), &CMainWindow::Rafraichit);
   connect(&m_timerJour, &QTimer::timeout, this, [] { g_Calendrier.CheckJour(&g_stDernierJour); });
@@ -132,10 +149,12 @@ void CApplication::OnMessage(uint32_t uMsg, uintptr_t wParam) {
 void CApplication::DemarreProgrammes() {
   Trace(1, "Démarrage des programmes, %u ms après le lancement\n",
         static_cast<unsigned>(SystemClock().MonotonicMs() - m_llLancementMs));
-  if (StartAudioProgram()) {
+  // Not here: a music folder on a network drive that isn't there yet must not hold up the plan.
+  RelanceAudioProgram([llLancementMs = m_llLancementMs](bool bJoue) {
+    if (!bJoue) return;
     Trace(1, "Programme audio démarré, %u ms après le lancement\n",
-          static_cast<unsigned>(SystemClock().MonotonicMs() - m_llLancementMs));
-  }
+          static_cast<unsigned>(SystemClock().MonotonicMs() - llLancementMs));
+  });
 }
 
 void CApplication::FinGeneration() {
@@ -167,6 +186,7 @@ void CApplication::Stop(bool bSansAffichage) {
   s_pApplication = nullptr;
 
   StopAudioProgram();
+  g_LineSource.SetRecordBox({});
   g_Calendrier.StopThread();
   // A generation under way uses the globals that go down below. What it posts at its end is lost with
   // the receiver.
@@ -183,6 +203,7 @@ void CApplication::Stop(bool bSansAffichage) {
     // The panel saves its levels as it closes.
     g_MixerGUI.Close();
     g_ListeEvents.Close();
+    CloseDlgProgramme();
   }
   if (bSansAffichage) {
     [[maybe_unused]] CMainWindow* pAbandonnee = m_pFenetre.release();

@@ -30,7 +30,12 @@ CAudioLigneProgram::CAudioLigneProgram(const std::string& szIni)
 
 CAudioLigneProgram::CAudioLigneProgram(const std::string& szIni, const CAppcfg& cfg, CHistorique& historique,
                                        CMixout& mixout, CLineSource& ligne, CClock& clock)
-    : m_cfg(cfg), m_historique(historique), m_mixout(mixout), m_ligne(ligne), m_clock(clock) {
+    : m_cfg(cfg),
+      m_historique(historique),
+      m_mixout(mixout),
+      m_ligne(ligne),
+      m_clock(clock),
+      m_szDevice(cfg.DeviceIn) {
   m_szIni = szIni;
 }
 
@@ -55,7 +60,6 @@ bool CAudioLigneProgram::StartSansThread() {
 }
 
 bool CAudioLigneProgram::Demarre() {
-  m_szDevice = m_cfg.DeviceIn;
   m_fGain = m_cfg.Music;
   m_historique.Add("*** Start Programme Source externe (%s)\n", m_szDevice.c_str());
   m_bJoue = false;

@@ -39,6 +39,8 @@ class CAudioLigneProgram final : public CAudioProgram {
   bool GetTitre(std::string* pOut) override;
   bool Load(const std::string& szIni) override;
   bool Save(const std::string& szIni) override;
+  /// "Source externe": the input, with a test that is heard on top of what plays. Saves all settings.
+  bool Configure(QWidget* pParent, bool bActif) override;
 
   /// One round of the worker.
   void Tick();
@@ -61,8 +63,8 @@ class CAudioLigneProgram final : public CAudioProgram {
   CWorker m_worker;
   std::atomic<bool> m_bActif{false};
 
+  const std::string m_szDevice;  ///< taken when made, on the main thread: Start may run on another one
   // Set by Start, then the worker's alone until it has been joined.
-  std::string m_szDevice;
   float m_fGain = 0.0F;
   bool m_bJoue = false;       ///< the tranche was put on the mixer
   bool m_bPerdue = false;     ///< the loss has been traced, the return has not

@@ -26,6 +26,8 @@ class CAudioLoopFileProgram final : public CAudioProgram {
   bool Load(const std::string& szIni) override;
   /// False, traced, if the settings file can't be written.
   bool Save(const std::string& szIni) override;
+  /// "PAD audio": the file, with a test that is heard on top of what plays.
+  bool Configure(QWidget* pParent, bool bActif) override;
 
   std::string m_szPath;
 };

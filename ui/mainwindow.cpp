@@ -11,6 +11,7 @@
 
 #include "audio/mixout.h"
 #include "core/appcfg.h"
+#include "programmes/programmedlg.h"
 #include "schedule/calendrier.h"
 #include "ui/listeevents.h"
 #include "ui/look/groupe.h"
@@ -111,7 +112,7 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   pProgramme->addWidget(m_pProgramme);
   pProgramme->addStretch();
   // Their windows are still to come.
-  for (CIconButton* pBouton : {m_pConfiguration, m_pGestionTextes, m_pProgramme}) pBouton->setEnabled(false);
+  for (CIconButton* pBouton : {m_pConfiguration, m_pGestionTextes}) pBouton->setEnabled(false);
 
   auto* pBas = new QHBoxLayout;
   pBas->setSpacing(kEspaceGroupe);
@@ -143,6 +144,7 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   connect(m_pNiveaux, &QAbstractButton::clicked, this, [this] { g_MixerGUI.Open(this, &g_Mixout); });
   connect(m_pPlan, &QAbstractButton::clicked, this, [this] { g_ListeEvents.Open(this); });
   connect(m_pTextes, &QAbstractButton::clicked, this, &CMainWindow::BasculeTextes);
+  connect(m_pProgramme, &QAbstractButton::clicked, this, [this] { OpenDlgProgramme(this); });
   // clicked, not toggled: setting the state by program must change nothing else.
   connect(m_pMessages, &QAbstractButton::clicked, this, &CMainWindow::BasculeMessages);
   // The window itself has the focus at first: a space bar hit by chance must not switch the messages off.
