@@ -200,6 +200,12 @@ bool AcceptsLocked(const CFakeWave::CState& state, size_t nDevices, uint32_t nIn
 
 }  // namespace
 
+template <class F>
+auto CFakeWave::Locked(F fnDo) {
+  std::lock_guard lock(m_pState->mutex);
+  return fnDo(*m_pState);
+}
+
 CFakeWave::CFakeWave(std::vector<std::string> outputs, std::vector<std::string> inputs)
     : m_pState(std::make_shared<CState>()) {
   m_pState->outputs = std::move(outputs);
@@ -212,40 +218,29 @@ CFakeWave::~CFakeWave() {
 }
 
 uint32_t CFakeWave::OutCount() {
-  std::lock_guard lock(m_pState->mutex);
-  return static_cast<uint32_t>(m_pState->outputs.size());
+  return Locked([](CState& s) { return static_cast<uint32_t>(s.outputs.size()); });
 }
-
 bool CFakeWave::OutName(uint32_t nIndex, std::string* pName) {
-  std::lock_guard lock(m_pState->mutex);
-  return NameAt(m_pState->outputs, nIndex, pName);
+  return Locked([&](CState& s) { return NameAt(s.outputs, nIndex, pName); });
 }
-
 uint32_t CFakeWave::InCount() {
-  std::lock_guard lock(m_pState->mutex);
-  return static_cast<uint32_t>(m_pState->inputs.size());
+  return Locked([](CState& s) { return static_cast<uint32_t>(s.inputs.size()); });
 }
-
 bool CFakeWave::InName(uint32_t nIndex, std::string* pName) {
-  std::lock_guard lock(m_pState->mutex);
-  return NameAt(m_pState->inputs, nIndex, pName);
+  return Locked([&](CState& s) { return NameAt(s.inputs, nIndex, pName); });
 }
 
 std::unique_ptr<CWaveOutDevice> CFakeWave::OpenOut(uint32_t nIndex, const PCMWAVEFORMAT& format, bool bExtensible,
                                                    WaveCallback fnDone, std::string* pError) {
-  {
-    std::lock_guard lock(m_pState->mutex);
-    if (!AcceptsLocked(*m_pState, m_pState->outputs.size(), nIndex, bExtensible, pError)) return nullptr;
-  }
+  if (!Locked([&](CState& s) { return AcceptsLocked(s, s.outputs.size(), nIndex, bExtensible, pError); }))
+    return nullptr;
   return std::make_unique<CFakeOut>(m_pState, format, fnDone);
 }
 
 std::unique_ptr<CWaveInDevice> CFakeWave::OpenIn(uint32_t nIndex, const PCMWAVEFORMAT& /*format*/, bool bExtensible,
                                                  WaveCallback fnDone, std::string* pError) {
-  {
-    std::lock_guard lock(m_pState->mutex);
-    if (!AcceptsLocked(*m_pState, m_pState->inputs.size(), nIndex, bExtensible, pError)) return nullptr;
-  }
+  if (!Locked([&](CState& s) { return AcceptsLocked(s, s.inputs.size(), nIndex, bExtensible, pError); }))
+    return nullptr;
   return std::make_unique<CFakeIn>(m_pState, fnDone);
 }
 
@@ -269,33 +264,22 @@ int CFakeWave::Play(int nBlocks) {
 }
 
 int CFakeWave::Queued() {
-  std::lock_guard lock(m_pState->mutex);
-  return m_pState->outs.empty() ? 0 : m_pState->outs.back()->QueuedLocked();
+  return Locked([](CState& s) { return s.outs.empty() ? 0 : s.outs.back()->QueuedLocked(); });
 }
-
 bool CFakeWave::IsOpen() {
-  std::lock_guard lock(m_pState->mutex);
-  return !m_pState->outs.empty();
+  return Locked([](CState& s) { return !s.outs.empty(); });
 }
-
 bool CFakeWave::IsPaused() {
-  std::lock_guard lock(m_pState->mutex);
-  return !m_pState->outs.empty() && m_pState->outs.back()->PausedLocked();
+  return Locked([](CState& s) { return !s.outs.empty() && s.outs.back()->PausedLocked(); });
 }
-
 PCMWAVEFORMAT CFakeWave::Format() {
-  std::lock_guard lock(m_pState->mutex);
-  return m_pState->format;
+  return Locked([](CState& s) { return s.format; });
 }
-
 int CFakeWave::Opens() {
-  std::lock_guard lock(m_pState->mutex);
-  return m_pState->nOpens;
+  return Locked([](CState& s) { return s.nOpens; });
 }
-
 std::vector<uint8_t> CFakeWave::TakePlayed() {
-  std::lock_guard lock(m_pState->mutex);
-  return std::exchange(m_pState->played, {});
+  return Locked([](CState& s) { return std::exchange(s.played, {}); });
 }
 
 std::vector<int16_t> CFakeWave::TakePlayed16() {
@@ -323,33 +307,22 @@ bool CFakeWave::Record(const void* pData, uint32_t dwOctets) {
 }
 
 bool CFakeWave::IsInOpen() {
-  std::lock_guard lock(m_pState->mutex);
-  return !m_pState->ins.empty();
+  return Locked([](CState& s) { return !s.ins.empty(); });
 }
-
 void CFakeWave::RefuseExtensible(bool bOn) {
-  std::lock_guard lock(m_pState->mutex);
-  m_pState->bRefuseExtensible = bOn;
+  Locked([&](CState& s) { s.bRefuseExtensible = bOn; });
 }
-
 void CFakeWave::RefuseAll(bool bOn) {
-  std::lock_guard lock(m_pState->mutex);
-  m_pState->bRefuseAll = bOn;
+  Locked([&](CState& s) { s.bRefuseAll = bOn; });
 }
-
 void CFakeWave::FailWrites(bool bOn) {
-  std::lock_guard lock(m_pState->mutex);
-  m_pState->bFailWrites = bOn;
+  Locked([&](CState& s) { s.bFailWrites = bOn; });
 }
-
 void CFakeWave::FailPosition(bool bOn) {
-  std::lock_guard lock(m_pState->mutex);
-  m_pState->bFailPosition = bOn;
+  Locked([&](CState& s) { s.bFailPosition = bOn; });
 }
-
 void CFakeWave::OffsetPosition(uint32_t dwFrames) {
-  std::lock_guard lock(m_pState->mutex);
-  m_pState->dwOffset = dwFrames;
+  Locked([&](CState& s) { s.dwOffset = dwFrames; });
 }
 
 }  // namespace tonara::test

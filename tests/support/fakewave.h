@@ -57,6 +57,10 @@ class CFakeWave final : public CWaveBackend {
   struct CState;
 
  private:
+  /// Result of fnDo(CState&) under the state's lock.
+  template <class F>
+  auto Locked(F fnDo);
+
   std::shared_ptr<CState> m_pState;
 };
 

@@ -13,21 +13,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <sstream>
-#include <thread>
+
+#include "tests/support/waitfor.h"
 
 namespace tonara::test {
 namespace {
-
-bool WaitFor(const std::function<bool()>& fnDone, std::chrono::milliseconds within) {
-  const auto end = std::chrono::steady_clock::now() + within;
-  while (!fnDone()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return true;
-}
 
 bool InPath(const char* szProgram) {
   const char* szPath = std::getenv("PATH");

@@ -279,6 +279,13 @@ TEST_F(MixoutFade, TheEndOfATrancheIsAWholeFadeOut) {
   Compare(gauche, {{0, nFin, 1, 1}, {nFin, nFin + 88200, 1, 0}, {nFin + 88200, gauche.size(), 0, 0}});
   m_mixout.StopAll();
   EXPECT_FALSE(m_mixout.FinTranche(nTranche, 100));
+  // A loop whose turn ends within the fade doesn't begin another.
+  Vide();
+  Play(Constante("court.wav", 1230), nullptr, true);
+  Passe(5);
+  EXPECT_TRUE(m_mixout.FinTranche(1, 2000));
+  Passe(60);
+  EXPECT_EQ(Gauche().size(), 54243U);
 }
 
 TEST_F(MixoutFade, ATrancheNotYetHeardFadesWithoutSteps) {

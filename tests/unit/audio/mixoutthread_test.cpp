@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "audio/ramaudio.h"
+#include "tests/support/waitfor.h"
 #include "tests/unit/audio/mixoutfixture.h"
 
 namespace tonara {
@@ -18,15 +19,6 @@ class MixoutThread : public MixoutFixture {
     m_mixout.Stop();
     EXPECT_TRUE(m_mixout.Start(0, 10, 50, 0));
   }
-  /// Waits for a condition, a minute at most.
-  template <class F>
-  static bool Attend(F fnVrai) {
-    for (int n = 0; n < 60000; ++n) {
-      if (fnVrai()) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return false;
-  }
 };
 
 TEST_F(MixoutThread, RefillsByItselfClosesAndStartsAgain) {
@@ -34,7 +26,7 @@ TEST_F(MixoutThread, RefillsByItselfClosesAndStartsAgain) {
   for (int nFois = 0; nFois < 3; ++nFois) {
     ASSERT_EQ(Play(Ton("a.wav", 441, 700)), 1);
     // Four blocks more than were prefilled, then the end.
-    ASSERT_TRUE(Attend([&] {
+    ASSERT_TRUE(test::WaitFor([&] {
       m_wave.Play(1);
       return !m_wave.IsOpen();
     }));
@@ -45,7 +37,7 @@ TEST_F(MixoutThread, RefillsByItselfClosesAndStartsAgain) {
   }
   // A device that was opened for nothing closes without a block to wake anybody.
   ASSERT_EQ(Play(Wav("vide.wav", "")), 1);
-  EXPECT_TRUE(Attend([&] { return !m_wave.IsOpen(); }));
+  EXPECT_TRUE(test::WaitFor([&] { return !m_wave.IsOpen(); }));
 }
 
 TEST_F(MixoutThread, StopAllBreaksABlockedRead) {
@@ -61,7 +53,7 @@ TEST_F(MixoutThread, StopAllBreaksABlockedRead) {
     nTranche = Play(MakeRamPath(&ram));  // blocks on the third block, under the lock
     bRendu = true;
   });
-  ASSERT_TRUE(Attend([&] {
+  ASSERT_TRUE(test::WaitFor([&] {
     CGuard guard(ram.m_Lock);
     return ram.m_pFifo->GetCount() == 0;
   }));
@@ -114,10 +106,10 @@ TEST_F(MixoutThread, ManyCallersWhileItPlays) {
   m_mixout.StopAll();
   EXPECT_EQ(m_mixout.NbTranchesPrises(), 0);
   EXPECT_FALSE(m_mixout.IsActif());
-  EXPECT_TRUE(Attend([&] { return FreqBus() == 0; }));  // the leftovers play out, then the device closes
+  EXPECT_TRUE(test::WaitFor([&] { return FreqBus() == 0; }));  // the leftovers play out, then the device closes
   EXPECT_EQ(Play(szPath), 1);
-  EXPECT_TRUE(Attend([&] { return Ecoule(1) > 0 || !Position(1); }));
-  EXPECT_TRUE(Attend([&] { return FreqBus() == 0; }));
+  EXPECT_TRUE(test::WaitFor([&] { return Ecoule(1) > 0 || !Position(1); }));
+  EXPECT_TRUE(test::WaitFor([&] { return FreqBus() == 0; }));
   m_mixout.StopAll();
   m_mixout.Stop();
   SetWaveBackend(&m_wave);

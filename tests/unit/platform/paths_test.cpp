@@ -19,22 +19,26 @@ TEST(Paths, FindTheSpellingOfTheDisk) {
   dir.Write("odd\\name.mp3", "x");
   const std::string& d = dir.Dir();
 
-  EXPECT_EQ(ResolvePath(d + "Demo/tonara.mp3"), d + "Demo/tonara.mp3");
-  EXPECT_EQ(ResolvePath(d + "Demo\\TONARA.MP3"), d + "Demo/tonara.mp3");
-  EXPECT_EQ(ResolvePath(d + "DEMO/Only Here.wav"), d + "demo/only here.wav") << "both folders are searched";
-  EXPECT_EQ(ResolvePath(d + "Demo/only here.wav"), d + "demo/only here.wav") << "the exact folder lacks it";
-  EXPECT_EQ(ResolvePath(d + "two/a.mp3"), d + "Two/A.mp3") << "first in byte order";
-  EXPECT_EQ(ResolvePath(d + "Two/a.MP3"), d + "Two/a.MP3") << "the exact spelling first";
-  EXPECT_EQ(ResolvePath(d + "odd\\name.mp3"), d + "odd\\name.mp3") << "a backslash may be part of a name";
-  EXPECT_EQ(ResolvePath(d + "DEMO\\"), d + "Demo/");
-  EXPECT_EQ(ResolvePath(d + "Demo\\missing.mp3"), d + "Demo\\missing.mp3");
-  EXPECT_EQ(ResolvePath(""), "");
-
+  const struct {
+    const char* asked;
+    const char* found;
+  } cases[] = {
+      {"Demo/tonara.mp3", "Demo/tonara.mp3"},
+      {"Demo\\TONARA.MP3", "Demo/tonara.mp3"},
+      {"DEMO/Only Here.wav", "demo/only here.wav"},  // both folders are searched
+      {"Demo/only here.wav", "demo/only here.wav"},  // the exact folder lacks it
+      {"two/a.mp3", "Two/A.mp3"},                    // first in byte order
+      {"Two/a.MP3", "Two/a.MP3"},                    // the exact spelling first
+      {"odd\\name.mp3", "odd\\name.mp3"},            // a backslash may be part of a name
+      {"DEMO\\", "Demo/"},
+      {"Demo\\missing.mp3", "Demo\\missing.mp3"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ResolvePath(d + c.asked), d + c.found);
   EXPECT_TRUE(PathExists(d + "demo\\tonara.mp3"));
   EXPECT_FALSE(PathExists(d + "demo\\tonara.mp3\\x"));
+  EXPECT_FALSE(PathExists(""));
   EXPECT_TRUE(IsFolder(d + "TWO\\"));
   EXPECT_FALSE(IsFolder(d + "Demo/tonara.mp3"));
-  EXPECT_FALSE(PathExists(""));
 }
 
 TEST(Paths, FindNamesThatAreNotUtf8) {

@@ -15,8 +15,6 @@
 namespace tonara::test {
 namespace {
 
-const PCMWAVEFORMAT kFormat = MakePcmFormat(44100, 2, 16);
-
 /// Puts that PCM in the place of the cards for a scope.
 class CChosenPcm {
  public:
@@ -34,22 +32,16 @@ void KeepNotice(const char* szText) {
 TEST(WaveAlsa, AClocklessPcmGetsOurClock) {
   const CChosenPcm chosen("null");
   const auto pBackend = MakeWaveBackend("alsa");
-  std::string szName;
-  ASSERT_EQ(pBackend->OutCount(), 1u);
-  ASSERT_TRUE(pBackend->OutName(0, &szName));
-  EXPECT_EQ(szName, "null");
-  std::string szError;
-  auto pOut = pBackend->OpenOut(0, kFormat, true, CTestBlocks::OnDone, &szError);
-  ASSERT_NE(pOut, nullptr) << szError;
-  CTestBlocks blocks(std::vector<uint32_t>(40, 2205 * 4));  // 2 s
+  auto pOut = OpenOut(*pBackend);
+  CTestBlocks blocks(std::vector<uint32_t>(24, 2205 * 4));  // 1.2 s
   blocks.WriteAll(*pOut);
   const double dSec = SecondsOf([&] {
     pOut->Restart();
-    ASSERT_TRUE(blocks.WaitDone(40));
+    ASSERT_TRUE(blocks.WaitDone(24));
   });
   // It takes its buffer and a little more before it is found out; the rest is in time.
-  EXPECT_GT(dSec, 1.9);
-  EXPECT_LT(dSec, 2.1);
+  EXPECT_GT(dSec, 1.1);
+  EXPECT_LT(dSec, 1.3);
   EXPECT_TRUE(blocks.InOrder());
   EXPECT_LT(SecondsOf([&] { pOut.reset(); }), 0.5);
 }
@@ -58,48 +50,41 @@ TEST(WaveAlsa, TheFilePcmGetsEveryByte) {
   const CTempDir dir;
   const CChosenPcm chosen("file:'" + dir / "x.raw" + "',raw");
   const auto pBackend = MakeWaveBackend("alsa");
-  std::string szError;
-  auto pOut = pBackend->OpenOut(kWaveMapper, kFormat, true, CTestBlocks::OnDone, &szError);
-  ASSERT_NE(pOut, nullptr) << szError;
-  CTestBlocks blocks(std::vector<uint32_t>(20, 2205 * 4));
+  auto pOut = OpenOut(*pBackend, kWaveMapper);
+  CTestBlocks blocks(std::vector<uint32_t>(12, 2205 * 4));
   blocks.WriteAll(*pOut);
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   EXPECT_EQ(blocks.Done(), 0) << "comes up paused";
   pOut->Restart();
-  ASSERT_TRUE(blocks.WaitDone(5));
+  ASSERT_TRUE(blocks.WaitDone(3));
   pOut->Pause();
   const int nDone = blocks.Done();
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   EXPECT_EQ(blocks.Done(), nDone) << "paused";
   pOut->Restart();
-  ASSERT_TRUE(blocks.WaitDone(20));
+  ASSERT_TRUE(blocks.WaitDone(12));
   pOut.reset();
   const std::string raw = dir.Read("x.raw");
-  ASSERT_EQ(raw.size(), 20u * 2205 * 4);
-  for (size_t n = 0; n < 20; ++n) EXPECT_EQ(raw[n * 2205 * 4 + 5], static_cast<char>(n + 1)) << n;
+  ASSERT_EQ(raw.size(), 12u * 2205 * 4);
+  for (size_t n = 0; n < 12; ++n) EXPECT_EQ(raw[n * 2205 * 4 + 5], static_cast<char>(n + 1)) << n;
 }
 
-TEST(WaveAlsa, RefusalAndAbsence) {
-  std::string szError;
-  {
-    const CChosenPcm chosen("null");
-    const auto pBackend = MakeWaveBackend("alsa");
-    EXPECT_EQ(pBackend->OpenOut(0, MakePcmFormat(44100, 2, 12), true, CTestBlocks::OnDone, &szError), nullptr);
-    EXPECT_FALSE(szError.empty());
-  }
+TEST(WaveAlsa, AMissingCardKeepsTimeAndIsToldOnce) {
   const CChosenPcm chosen("hw:CARD=Absente");
   const auto pBackend = MakeWaveBackend("alsa");
+  std::string szError;
+  EXPECT_EQ(pBackend->OpenOut(0, MakePcmFormat(44100, 2, 12), true, CTestBlocks::OnDone, &szError), nullptr);
+  EXPECT_FALSE(szError.empty()) << "no card would play that";
   SetWaveNotice(KeepNotice);
-  auto pOut = pBackend->OpenOut(0, kFormat, true, CTestBlocks::OnDone, &szError);
-  ASSERT_NE(pOut, nullptr) << szError;
-  CTestBlocks blocks(std::vector<uint32_t>(30, 2205 * 4));
+  auto pOut = OpenOut(*pBackend);
+  CTestBlocks blocks(std::vector<uint32_t>(24, 2205 * 4));
   blocks.WriteAll(*pOut);
   const double dSec = SecondsOf([&] {
     pOut->Restart();
-    ASSERT_TRUE(blocks.WaitDone(30));
+    ASSERT_TRUE(blocks.WaitDone(24));
   });
-  EXPECT_GE(dSec, 1.5);
-  EXPECT_LT(dSec, 1.65) << "a missing card keeps time";
+  EXPECT_GE(dSec, 1.2);
+  EXPECT_LT(dSec, 1.35);
   pOut.reset();
   SetWaveNotice(nullptr);
   std::lock_guard lock(g_mutex);
@@ -113,21 +98,19 @@ TEST(WaveAlsa, ComesAliveWhenThePcmAppears) {
   setenv("ALSA_CONFIG_PATH", (dir / "asound.conf").c_str(), 1);
   const CChosenPcm chosen("magasin");
   const auto pBackend = MakeWaveBackend("alsa");
-  std::string szError;
-  auto pOut = pBackend->OpenOut(0, kFormat, true, CTestBlocks::OnDone, &szError);
-  ASSERT_NE(pOut, nullptr) << szError;
+  auto pOut = OpenOut(*pBackend);
   CTestBlocks blocks(std::vector<uint32_t>(60, 2205 * 4));
   blocks.WriteAll(*pOut);
   pOut->Restart();
   ASSERT_TRUE(blocks.WaitDone(5));
+  // Another file: within the same second ALSA would take a rewritten one for the old.
   dir.Write("next.conf",
             "pcm.magasin { type file slave.pcm { type null } file \"" + dir / "x.raw" + "\" format raw }\n");
-  // Another file: within the same second ALSA would take a rewritten one for the old.
   std::filesystem::rename(dir / "next.conf", dir / "asound.conf");
-  ASSERT_TRUE(blocks.WaitDone(60));
+  for (int n = 6; n <= 60 && dir.Read("x.raw").empty(); ++n) ASSERT_TRUE(blocks.WaitDone(n));
   pOut.reset();
   unsetenv("ALSA_CONFIG_PATH");
-  EXPECT_GT(dir.Read("x.raw").size(), size_t{10} * 2205 * 4);
+  EXPECT_GE(dir.Read("x.raw").size(), size_t{2205} * 4);
 }
 
 TEST(WaveAuto, TakesAlsaWhereNoServerAnswers) {
@@ -135,36 +118,27 @@ TEST(WaveAuto, TakesAlsaWhereNoServerAnswers) {
   const char* szOld = getenv("PULSE_SERVER");
   const std::string szServer = szOld == nullptr ? "" : szOld;
   setenv("PULSE_SERVER", ("unix:" + dir / "nobody").c_str(), 1);
-  {
-    const CChosenPcm chosen("null");
-    for (const char* szChoice : {"", "auto", "inconnu"}) {
-      const auto pBackend = MakeWaveBackend(szChoice);
-      std::string szName;
-      EXPECT_EQ(pBackend->FindOut("null"), 0) << szChoice;
-      EXPECT_EQ(pBackend->InCount(), 1u);
-      EXPECT_TRUE(pBackend->OutName(0, &szName));
-      const auto pOut = pBackend->OpenOut(0, kFormat, true, CTestBlocks::OnDone, nullptr);
-      ASSERT_NE(pOut, nullptr);
-      CTestBlocks blocks({441 * 4, 441 * 4});
-      blocks.WriteAll(*pOut);
-      pOut->Restart();
-      EXPECT_TRUE(blocks.WaitDone(2));
-    }
+  const CChosenPcm chosen("null");
+  for (const char* szChoice : {"", "auto", "inconnu"}) {
+    const auto pBackend = MakeWaveBackend(szChoice);
+    EXPECT_EQ(pBackend->FindOut("null"), 0) << szChoice;
+    const auto pOut = OpenOut(*pBackend);
+    CTestBlocks blocks({441 * 4, 441 * 4});
+    blocks.WriteAll(*pOut);
+    pOut->Restart();
+    EXPECT_TRUE(blocks.WaitDone(2));
   }
-  if (szOld != nullptr) {
-    setenv("PULSE_SERVER", szServer.c_str(), 1);
-  } else {
+  if (szOld == nullptr) {
     unsetenv("PULSE_SERVER");
+  } else {
+    setenv("PULSE_SERVER", szServer.c_str(), 1);
   }
 }
 
 TEST(WaveAlsa, RecordsInTime) {
   const CChosenPcm chosen("null");
   const auto pBackend = MakeWaveBackend("alsa");
-  ASSERT_EQ(pBackend->InCount(), 1u);
-  std::string szError;
-  const auto pIn = pBackend->OpenIn(0, kFormat, true, CTestBlocks::OnDone, &szError);
-  ASSERT_NE(pIn, nullptr) << szError;
+  const auto pIn = OpenIn(*pBackend);
   CTestBlocks blocks(std::vector<uint32_t>(10, 8820 * 4));  // 200 ms each
   blocks.AddAll(*pIn);
   const double dSec = SecondsOf([&] {

@@ -1,15 +1,18 @@
 // Blocks for the tests of the wave devices: counted as they come back, with the moment.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <thread>
+#include <string>
 #include <vector>
 
 #include "platform/wavedevice.h"
+#include "tests/support/waitfor.h"
 
 namespace tonara::test {
 
@@ -46,13 +49,8 @@ class CTestBlocks {
     }
     return true;
   }
-  bool WaitDone(int nBlocks, std::chrono::milliseconds within = std::chrono::seconds(5)) const {
-    const auto end = std::chrono::steady_clock::now() + within;
-    while (m_nDone < nBlocks) {
-      if (std::chrono::steady_clock::now() > end) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+  bool WaitDone(int nBlocks) const {
+    return WaitFor([&] { return m_nDone >= nBlocks; }, std::chrono::seconds(5));
   }
 
  private:
@@ -65,6 +63,21 @@ class CTestBlocks {
   std::atomic<int> m_nDone{0};
   WaveHeader* m_order[kMax] = {};
 };
+
+/// Opens an output at 44100 Hz, stereo, 16 bits.
+inline std::unique_ptr<CWaveOutDevice> OpenOut(CWaveBackend& backend, uint32_t nIndex = 0) {
+  std::string szError;
+  auto pOut = backend.OpenOut(nIndex, MakePcmFormat(44100, 2, 16), true, CTestBlocks::OnDone, &szError);
+  EXPECT_NE(pOut, nullptr) << szError;
+  return pOut;
+}
+/// The same of the input.
+inline std::unique_ptr<CWaveInDevice> OpenIn(CWaveBackend& backend) {
+  std::string szError;
+  auto pIn = backend.OpenIn(0, MakePcmFormat(44100, 2, 16), true, CTestBlocks::OnDone, &szError);
+  EXPECT_NE(pIn, nullptr) << szError;
+  return pIn;
+}
 
 /// Seconds that a call takes.
 inline double SecondsOf(const std::function<void()>& fnCall) {
