@@ -33,33 +33,18 @@ TEST(Calendrier, ChainOfStingAndMessageKeepsTheMusicDown) {
   EXPECT_TRUE(g_bAutofadeActif);
   EXPECT_EQ(day.nTicksPostes, 1);
 
-  bool bBaissee = true;
-  day.fnApresPas = [&] { bBaissee = bBaissee && g_bAutofadeActif; };
+  day.fnApresPas = [&] { ASSERT_TRUE(g_bAutofadeActif); };
   ASSERT_TRUE(day.AvanceTantQue([&] { return day.Statut() != "promo en cours"; }, 3));
-  EXPECT_TRUE(bBaissee);
   day.fnApresPas = nullptr;
   ASSERT_TRUE(day.AvanceTantQue([&] { return g_bAutofadeActif; }, 5));
   day.Pas();
   EXPECT_FALSE(day.calendrier.IsMessageEnCours());
   EXPECT_THAT(day.Statut(), HasSubstr("soir dans 8 h 59 mn "));
-  const std::vector<std::string> history = day.Historique();
-  ASSERT_EQ(history.size(), 2U);
-  EXPECT_EQ(history[0], "10:00:00 3 tons.wav (Virgule audio)");
-  EXPECT_THAT(history[1], HasSubstr("promo.wav (Message audio)"));
+  EXPECT_THAT(day.Historique(),
+              ElementsAre("10:00:00 3 tons.wav (Virgule audio)", HasSubstr("promo.wav (Message audio)")));
   EXPECT_THAT(day.Journal(), ::testing::IsSupersetOf({"Déclenche Autofade (à -12.0 dB)", "Retour Autofade",
                                                       "---  Evènement : 3 tons (3 tons) - bFinASAEOF=0",
                                                       "---  Evènement : promo (promo) - bFinASAEOF=1"}));
-}
-
-TEST(Calendrier, EmptyPlan) {
-  CDay day;
-  day.Demarre();
-  day.Avance(1);
-  EXPECT_EQ(day.Statut(), "Plus d'événement aujourd'hui");
-  EXPECT_EQ(day.nTicksPostes, 0);
-  day.calendrier.SetMessagesActifs(false);
-  day.Pas();
-  EXPECT_EQ(day.Statut(), "Messages désactivés");
 }
 
 TEST(Calendrier, ALateMessageWaitsAndTheMusicComesBackInBetween) {
@@ -76,85 +61,36 @@ TEST(Calendrier, ALateMessageWaitsAndTheMusicComesBackInBetween) {
   EXPECT_EQ(day.Statut(), "Plus d'événement aujourd'hui");
 }
 
-struct Desactivation {
-  int nSecondeOff;  // after 9:58
-  int nSecondeOn;
-  bool bJoue;
-};
-class CalendrierOff : public ::testing::TestWithParam<Desactivation> {};
-
-TEST_P(CalendrierOff, WhatFellDueMeanwhileIsPassedOver) {
-  CDay day(2026, 3, 2, 9, 58, 0);
-  day.grille.Remplace({Fixe(day.Wav("a.wav", 1000), 1000), Fixe(day.Wav("b.wav", 1000), 1005)});
-  day.Demarre();
-  const Desactivation& p = GetParam();
-  day.Avance(static_cast<uint32_t>(p.nSecondeOff));
-  day.calendrier.SetMessagesActifs(false);
-  day.Avance(static_cast<uint32_t>(p.nSecondeOn - p.nSecondeOff));
-  EXPECT_EQ(day.Statut(), "Messages désactivés");
-  day.calendrier.SetMessagesActifs(true);
-  day.AvanceJusqua(10, 6, 0);
-  if (p.bJoue) {
-    EXPECT_THAT(day.Historique(), ElementsAre(HasSubstr("a.wav"), HasSubstr("10:05:00 b.wav")));
-  } else {
-    EXPECT_THAT(day.Historique(), ElementsAre("10:05:00 b.wav (Message audio)"));
-  }
-}
-INSTANTIATE_TEST_SUITE_P(Instants, CalendrierOff,
-                         ::testing::Values(Desactivation{60, 180, false}, Desactivation{60, 150, false},
-                                           Desactivation{60, 119, true}, Desactivation{60, 120, true}));
-
-TEST(Calendrier, TurnedOffWhileASequencePlaysClosesIt) {
-  CDay day(2026, 3, 2, 9, 59, 59);
-  day.grille.Remplace({Fixe(day.Wav("a.wav", 2000), 1000), Fixe(day.Wav("b.wav", 1000), 1000)});
-  day.Demarre();
-  day.Avance(2);
-  EXPECT_EQ(day.Statut(), "a en cours\r\n(b juste après)");
-  day.calendrier.SetMessagesActifs(false);
-  day.Pas();
-  EXPECT_EQ(day.Statut(), "Messages désactivés");
-  EXPECT_TRUE(day.calendrier.IsMessageEnCours());
-  ASSERT_TRUE(day.AvanceTantQue([&] { return day.calendrier.IsMessageEnCours(); }, 5));
-  EXPECT_FALSE(g_bAutofadeActif);
-  day.Avance(2);
-  EXPECT_EQ(day.Historique().size(), 1U);
-}
-
-// Off and on again between two ticks: the chain's next message is passed over, unseen by the firing thread.
-TEST(Calendrier, OffAndOnWithinATickGivesTheProgrammeBack) {
-  CDay day(2026, 3, 2, 9, 59, 59);
-  day.grille.Remplace({Fixe(day.Wav("a.wav", 3000), 1000), Fixe(day.Wav("b.wav", 1000), 1000)});
-  day.Demarre();
-  day.Avance(3);
-  day.calendrier.SetMessagesActifs(false);
-  day.calendrier.SetMessagesActifs(true);
-  ASSERT_TRUE(day.AvanceTantQue([&] { return day.calendrier.IsMessageEnCours(); }, 5));
-  day.Pas();
-  EXPECT_FALSE(g_bAutofadeActif);
-  day.Avance(2);
-  EXPECT_EQ(day.Historique().size(), 1U);
-}
-
-// Between the end of one event of a chain and the start of the next there is a tick in which the chain can
-// be broken. Whoever breaks it, music and screen come back.
+// Whoever breaks a chain, while one of its events plays or in the tick between two: music and screen come back,
+// and nothing of the rest is broadcast.
 TEST(Calendrier, ABrokenChainGivesTheProgrammeBack) {
-  for (const char* szCas : {"off", "off and on", "generation", "clock set back"}) {
+  for (const std::string szCas :
+       {"off while it plays", "off and on while it plays", "off", "off and on", "generation", "clock set back"}) {
     SCOPED_TRACE(szCas);
     CDay day(2026, 3, 2, 9, 59, 59);
     CFakeScreen screen;
     day.cfg.VirguleAvant = true;
-    day.cfg.PathVirguleAvant = day.Wav("v.wav", 1000);
+    day.cfg.PathVirguleAvant = day.Wav("v.wav", 3000);
     day.grille.Remplace({Fixe(day.Wav("a.wav", 1000), 1000), Fixe(day.Wav("z.wav", 1000), 2300)});
     day.Demarre();
-    day.Avance(1);
-    ASSERT_TRUE(day.AvanceTantQue([&] { return day.calendrier.IsMessageEnCours(); }, 5));
+    day.Avance(3);
+    EXPECT_EQ(day.Statut(), "v en cours\r\n(a juste après)");
+    const bool bJoue = szCas.ends_with("plays");
+    const auto attendFin = [&] { return day.AvanceTantQue([&] { return day.calendrier.IsMessageEnCours(); }, 5); };
+    ASSERT_TRUE(bJoue || attendFin());
     ASSERT_TRUE(g_bAutofadeActif) << "the sting leaves the music down for its message";
     ASSERT_FALSE(screen.m_bande.m_bVisible);
-    if (std::string(szCas).starts_with("off")) day.calendrier.SetMessagesActifs(false);
-    if (std::string(szCas) == "off and on") day.calendrier.SetMessagesActifs(true);
-    if (std::string(szCas) == "generation") day.calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
-    if (std::string(szCas) == "clock set back") day.clock.JumpSeconds(-120);
+    if (szCas.starts_with("off")) day.calendrier.SetMessagesActifs(false);
+    if (szCas.starts_with("off and on")) day.calendrier.SetMessagesActifs(true);
+    if (szCas == "generation") day.calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
+    if (szCas == "clock set back") day.clock.JumpSeconds(-120);
     day.Pas();
+    if (szCas == "off while it plays") {
+      EXPECT_EQ(day.Statut(), "Messages désactivés");
+      EXPECT_TRUE(day.calendrier.IsMessageEnCours()) << "it is not cut off";
+    }
+    ASSERT_TRUE(!bJoue || attendFin());
+    if (bJoue) day.Pas();
     EXPECT_FALSE(g_bAutofadeActif);
     EXPECT_TRUE(screen.m_bande.m_bVisible);
     day.Avance(3);
@@ -187,143 +123,9 @@ TEST(Calendrier, TheStatusOfAnEventHeldBackByAGenerationHasNothingLeft) {
   day.clock.Advance(1000);
   day.calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
   day.Tick();
-  EXPECT_EQ(day.Statut(), "a dans ");
   day.Avance(5);
-  EXPECT_EQ(day.Statut(), "a dans ") << "stands still while suspended";
+  EXPECT_EQ(day.Statut(), "a dans ");
   EXPECT_THAT(day.Historique(), IsEmpty());
-}
-
-TEST(Calendrier, ARequestWhileSuspendedWaits) {
-  CDay day;
-  day.bAvecGeneration = false;
-  day.Demarre();
-  EXPECT_EQ(day.nDemandes, 1);
-  day.calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
-  day.Avance(2);
-  EXPECT_EQ(day.nDemandes, 1);
-  day.bAvecGeneration = true;
-  day.Pas();
-  EXPECT_EQ(day.nGenerations, 1);
-  day.Pas();
-  EXPECT_EQ(day.nDemandes, 2);
-  EXPECT_EQ(day.nGenerations, 2);
-}
-
-TEST(Calendrier, RequestsThatWaitTogetherBecomeOneThatServesBoth) {
-  const uint32_t kJour = kGenerationJour;
-  const uint32_t kComplete = kGenerationComplete;
-  const struct {
-    std::vector<uint32_t> modes;
-    uint32_t nAttendu;
-  } cas[] = {{{kJour}, kJour},
-             {{kComplete, kComplete}, kComplete},
-             {{kComplete, kJour}, kGenerationCompleteJour},
-             {{kJour, kComplete}, kGenerationCompleteJour},
-             {{kJour, kComplete, kComplete}, kGenerationCompleteJour}};
-  for (const auto& c : cas) {
-    CDay day;
-    day.Demarre();
-    for (const uint32_t nMode : c.modes) day.calendrier.RequestGeneration(kMsgGeneration, nMode);
-    day.Pas();
-    EXPECT_EQ(day.nDemandes, 2);
-    EXPECT_EQ(day.wDernierMode, c.nAttendu);
-  }
-}
-
-// An edit of the rules while a message plays over midnight: the new day loses nothing.
-TEST(Calendrier, FullGenerationAndDayChangeTogether) {
-  for (const bool bAvantMinuit : {true, false}) {
-    CDay day(2026, 3, 2, 23, 58, 59);
-    const Rule longue = Fixe(day.Wav("long.wav", 150000), 2359);
-    const std::string c = day.Wav("c.wav", 1000);
-    day.grille.Remplace({longue, Fixe(day.Wav("vieux.wav", 1000), 2359)});
-    day.Demarre();
-    day.AvanceJusqua(bAvantMinuit ? 23 : 0, bAvantMinuit ? 59 : 0, 30);
-    day.grille.Remplace({Fixe(c, 0), Fixe(c, 1), Fixe(c, 3)});
-    day.calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
-    day.AvanceJusqua(0, 4, 0);
-    EXPECT_THAT(day.Historique(), ElementsAre(HasSubstr("23:59:00 long.wav"), HasSubstr("c.wav"), HasSubstr("c.wav"),
-                                              HasSubstr("00:03:00 c.wav")));
-  }
-}
-
-// The window serves a full generation in the first instant of a day, before its timer saw the date.
-TEST(Calendrier, FullGenerationJustBehindMidnight) {
-  CDay day(2026, 3, 2, 23, 59, 58);
-  const std::string a = day.Wav("a.wav", 500);
-  day.grille.Remplace({Fixe(a, 0), Fixe(a, 1), Fixe(a, 1200)});
-  day.Demarre();
-  day.AvanceJusqua(23, 59, 59);
-  day.bTimerJour = false;
-  day.Avance(2);
-  day.calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
-  day.Pas();
-  day.bTimerJour = true;
-  day.AvanceJusqua(0, 3, 0);
-  EXPECT_THAT(day.Historique(), ElementsAre(HasSubstr("00:00:01 a.wav"), HasSubstr("00:01:00 a.wav")));
-  EXPECT_THAT(day.Statut(), HasSubstr("a dans 11 h 57 mn"));
-}
-
-TEST(Calendrier, DayChangeCarriesOverWhatMidnightFoundWaiting) {
-  CDay day(2026, 3, 2, 23, 58, 59);
-  day.grille.Remplace({Fixe(day.Wav("long.wav", 90000), 2359), Fixe(day.Wav("tard.wav", 1000), 2359),
-                       Fixe(day.Wav("matin.wav", 1000), 0)});
-  day.Demarre();
-  day.AvanceJusqua(0, 2, 0);
-  EXPECT_THAT(day.Historique(), ElementsAre(HasSubstr("23:59:00 long.wav"), HasSubstr("00:00:3"), HasSubstr("matin")));
-  EXPECT_EQ(day.nGenerations, 2);
-}
-
-TEST(Calendrier, MidnightWithMessagesOff) {
-  CDay day(2026, 3, 2, 23, 57, 0);
-  day.grille.Remplace({Fixe(day.Wav("a.wav", 1000), 2358), Fixe(day.Wav("b.wav", 1000), 10)});
-  day.Demarre();
-  day.calendrier.SetMessagesActifs(false);
-  day.AvanceJusqua(0, 5, 0);
-  size_t nIndex = 9;
-  ASSERT_TRUE(day.calendrier.m_Journee.FindNext(true, &nIndex, nullptr));
-  EXPECT_EQ(day.calendrier.m_Journee.NbEvents(), 3U) << "a.wav carried over, and both of the new day";
-  day.calendrier.SetMessagesActifs(true);
-  day.AvanceJusqua(0, 11, 0);
-  EXPECT_THAT(day.Historique(), ElementsAre("00:10:00 b.wav (Message audio)"));
-}
-
-TEST(Calendrier, TheDateSetBackAsksForADayChange) {
-  CDay day(2026, 3, 2, 12, 0, 0);
-  day.Demarre();
-  day.clock.SetLocal(2026, 3, 1, 12, 0, 0);
-  day.Pas();
-  EXPECT_EQ(day.nDemandes, 2);
-  EXPECT_EQ(day.wDernierMode, kGenerationJour);
-}
-
-TEST(Calendrier, TheDateSetAwayAndBackWhileAMessagePlaysChangesNothing) {
-  CDay day(2026, 3, 2, 9, 59, 59);
-  const std::string a = day.Wav("a.wav", 5000);
-  day.grille.Remplace({Fixe(a, 900), Fixe(a, 1000), Fixe(a, 1030)});
-  day.Demarre();
-  day.Avance(2);
-  day.clock.JumpSeconds(86400);
-  day.Pas();
-  day.clock.JumpSeconds(-86400);
-  day.AvanceJusqua(10, 31, 0);
-  EXPECT_THAT(day.Historique(), ElementsAre("10:00:00 a.wav (Message audio)", "10:30:00 a.wav (Message audio)"));
-}
-
-TEST(Calendrier, ClockSetBackAndForwardWithinTheDay) {
-  CDay day(2026, 3, 2, 9, 59, 0);
-  const std::string a = day.Wav("a.wav", 1000);
-  day.grille.Remplace({Fixe(a, 1000), Fixe(a, 1100), Fixe(a, 1200), Fixe(a, 1500)});
-  day.Demarre();
-  day.AvanceJusqua(10, 0, 30);
-  day.clock.JumpSeconds(-2 * 3600);
-  // A full generation in the hours that come twice: what was played stays played.
-  day.calendrier.RequestGeneration(kMsgGeneration, kGenerationComplete);
-  day.AvanceJusqua(10, 1, 0);
-  EXPECT_THAT(day.Historique(), ElementsAre("10:00:00 a.wav (Message audio)"));
-  day.clock.JumpSeconds(3 * 3600);
-  day.Avance(10);
-  EXPECT_THAT(day.Historique(), ElementsAre(HasSubstr("13:01:00 a.wav"), HasSubstr("13:01:0")));
 }
 
 // Nobody behind the messages: the plan can't be renewed, but what there is goes on.
@@ -384,10 +186,7 @@ TEST(Calendrier, ThreadsTogether) {
   day.bTimerJour = false;
   day.calendrier.StopThread();
   day.calendrier.StartThread();
-  const auto debut = std::chrono::steady_clock::now();
-  int nTours = 0;
-  while (std::chrono::steady_clock::now() - debut < std::chrono::milliseconds(1500)) {
-    ++nTours;
+  for (int nTours = 1; nTours <= 400; ++nTours) {
     day.clock.Advance(400);
     if (nTours % 7 == 0) day.calendrier.RequestGeneration(kMsgGeneration, nTours % 2);
     if (nTours % 11 == 0) day.calendrier.SetMessagesActifs(nTours % 22 != 0);
