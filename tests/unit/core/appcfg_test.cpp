@@ -1,10 +1,7 @@
 #include "core/appcfg.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 
-#include <csignal>
 #include <filesystem>
 #include <sstream>
 
@@ -76,6 +73,11 @@ TEST_F(Appcfg, FirstStartWritesAllDefaults) {
   CAppcfg again;
   again.Load(m_dir.Dir());
   EXPECT_EQ(Ini(), FirstFile());
+  // What is edited by hand meanwhile survives the next save.
+  const std::string edited = Replace(FirstFile(), "[General]\n", "[General]\nActiverTraces=1\n");
+  m_dir.Write("tonara.ini", edited);
+  m_cfg.Save();
+  EXPECT_EQ(Ini(), edited);
 }
 
 TEST_F(Appcfg, EveryKeyMakesTheRoundTrip) {
@@ -163,27 +165,26 @@ TEST_F(Appcfg, NumbersKeepTheirPointInAnyLocale) {
 TEST_F(Appcfg, RepairsPositions) {
   // Two monitors: 3200 pixels across, 1024 down where both have picture. The limits belong to the range.
   const struct {
-    int left, top, x, y;
-    int leftAfter, topAfter, xAfter, rightAfter, yAfter, bottomAfter;
+    int x, y, xWindow, yWindow, xVideo, width, yVideo, height;
   } cases[] = {
-      {3200, 1024, 3200, 1024, 3200, 1024, 3200, 4000, 1024, 3000},
-      {3201, 1025, 3201, 1025, 10, 10, 100, 720, 100, 478},
-      {-1, 0, -1, 0, 10, 0, 100, 720, 0, 3000},
-      {0, -1, 0, -1, 0, 10, 0, 4000, 100, 478},
+      {3200, 1024, 3200, 1024, 3200, 4000, 1024, 3000},
+      {3201, 1025, 10, 10, 100, 720, 100, 478},
+      {-1, 0, 10, 0, 100, 720, 0, 3000},
+      {0, -1, 0, 10, 0, 4000, 100, 478},
   };
   for (const auto& c : cases) {
-    const auto s = [](int n) { return std::to_string(n); };
-    m_dir.Write("tonara.ini", "[Interface]\nPosMain_Left=" + s(c.left) + "\nPosMain_Top=" + s(c.top) +
-                                  "\n[Video]\nVideoPosX=" + s(c.x) + "\nVideoPosY=" + s(c.y) +
-                                  "\nVideoLarg=4000\nVideoHaut=3000\n");
+    const std::string x = std::to_string(c.x);
+    const std::string y = std::to_string(c.y);
+    m_dir.Write("tonara.ini", "[Interface]\nPosMain_Left=" + x + "\nPosMain_Top=" + y + "\n[Video]\nVideoPosX=" + x +
+                                  "\nVideoPosY=" + y + "\nVideoLarg=4000\nVideoHaut=3000\n");
     m_cfg.Load(m_dir.Dir());
-    EXPECT_EQ(m_cfg.PosMain_Left, c.leftAfter);
-    EXPECT_EQ(m_cfg.PosMain_Top, c.topAfter);
-    EXPECT_EQ(m_cfg.VideoPosX, c.xAfter);
-    EXPECT_EQ(m_cfg.VideoLarg, c.rightAfter);
-    EXPECT_EQ(m_cfg.VideoPosY, c.yAfter);
-    EXPECT_EQ(m_cfg.VideoHaut, c.bottomAfter);
-    EXPECT_EQ(ReadProfileInt(m_cfg.m_szIniPath, "Video", "VideoLarg", 0), c.rightAfter) << "made lasting at once";
+    EXPECT_EQ(m_cfg.PosMain_Left, c.xWindow);
+    EXPECT_EQ(m_cfg.PosMain_Top, c.yWindow);
+    EXPECT_EQ(m_cfg.VideoPosX, c.xVideo);
+    EXPECT_EQ(m_cfg.VideoLarg, c.width);
+    EXPECT_EQ(m_cfg.VideoPosY, c.yVideo);
+    EXPECT_EQ(m_cfg.VideoHaut, c.height);
+    EXPECT_EQ(ReadProfileInt(m_cfg.m_szIniPath, "Video", "VideoLarg", 0), c.width) << "made lasting at once";
   }
   CAppcfg::SetMonitorSource({});
   m_dir.Write("tonara.ini", "[Interface]\nPosMain_Left=1\nPosMain_Top=0\n");
@@ -204,31 +205,21 @@ TEST_F(Appcfg, RepairsDevices) {
   m_cfg.Load(m_dir.Dir());
   EXPECT_EQ(m_cfg.DeviceOut, "Carte A") << "case counts";
 
-  EXPECT_EQ(FindDeviceOut("Carte B"), 1);
-  EXPECT_EQ(FindDeviceOut("Ligne A"), -1);
-  EXPECT_EQ(FindDeviceIn("Ligne A"), 0);
   std::string name;
   EXPECT_TRUE(GetDeviceOutName(1, &name));
   EXPECT_EQ(name, "Carte B");
-  EXPECT_FALSE(GetDeviceOutName(2, &name));
-  EXPECT_FALSE(GetDeviceOutName(-1, &name));
-  EXPECT_FALSE(GetDeviceInName(0, nullptr));
+  for (const int nIndex : {2, -1}) EXPECT_FALSE(GetDeviceOutName(nIndex, &name));
   std::vector<DeviceInfo> list{{7, "left over"}};
   EnumDevicesOut(&list);
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].dwIndex, 1U);
   EXPECT_EQ(list[1].szName, "Carte B");
-  EnumDevicesIn(&list);
-  EXPECT_EQ(list.size(), 1U);
-}
 
-TEST_F(Appcfg, WithoutADeviceTheNameStays) {
   const test::CFakeWave none({}, {});
   m_dir.Write("tonara.ini", "[Mix]\nDeviceOut=Carte B\n");
   m_cfg.Load(m_dir.Dir());
-  EXPECT_EQ(m_cfg.DeviceOut, "Carte B");
+  EXPECT_EQ(m_cfg.DeviceOut, "Carte B") << "without a device the name stays";
   EXPECT_EQ(m_cfg.DeviceIn, "");
-  EXPECT_EQ(FindDeviceOut("Carte B"), -1);
 }
 
 TEST_F(Appcfg, KeepsABadFileBeside) {
@@ -266,7 +257,6 @@ TEST_F(Appcfg, KeepsABadFileBeside) {
 TEST_F(Appcfg, AFolderInPlaceOfTheFile) {
   m_dir.Write("tonara.ini/inside", "x");
   m_cfg.Load(m_dir.Dir());
-  EXPECT_EQ(m_cfg.MusicSource, 3);
   for (int i = 0; i < 8; ++i) m_cfg.Save();
   EXPECT_EQ(m_dir.Read("tonara.ini/inside"), "x");
   EXPECT_EQ(LogLinesWith("écriture impossible"), 1) << "once per cause, then at growing intervals";
@@ -289,13 +279,6 @@ TEST_F(Appcfg, AWriteThatFailsLosesNothing) {
   fs::rename(m_dir / "gone", m_dir / "sub");
   m_cfg.Save();
   EXPECT_EQ(LogLinesWith("écriture impossible"), 2) << "a success in between: a new failure is news";
-}
-
-TEST_F(Appcfg, HandEditsOfTracesSurvive) {
-  m_cfg.Load(m_dir.Dir());
-  m_dir.Write("tonara.ini", Replace(Ini(), "[General]\n", "[General]\nActiverTraces=1\n"));
-  m_cfg.Save();
-  EXPECT_EQ(Ini(), Replace(FirstFile(), "[General]\n", "[General]\nActiverTraces=1\n"));
 }
 
 }  // namespace

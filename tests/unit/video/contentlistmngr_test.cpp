@@ -16,6 +16,7 @@
 
 #include "core/mediatype.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/waitfor.h"
 
 namespace tonara {
 namespace {
@@ -24,12 +25,7 @@ namespace fs = std::filesystem;
 using test::CTempDir;
 
 bool AttendreCharge(const CContentListMngr& liste) {
-  const auto limite = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!liste.IsCharge()) {
-    if (std::chrono::steady_clock::now() > limite) return false;
-    std::this_thread::yield();
-  }
-  return true;
+  return test::WaitFor([&] { return liste.IsCharge(); });
 }
 
 void Charger(CContentListMngr& liste, const std::string& dossier, bool bSousRep, const std::vector<int>& types) {
@@ -150,44 +146,16 @@ TEST(ContentListMngr, SequentialOrderStartsAtTheSecondCallAndWraps) {
   ASSERT_TRUE(AttendreCharge(liste));
   const std::vector<std::string> fichiers = Fichiers(liste);
   ASSERT_EQ(fichiers.size(), 3U);
-  EXPECT_EQ(liste.GetNombre(), 3);
-  for (int tour = 0; tour < 2; ++tour) {
-    for (const std::string& attendu : fichiers) {
-      ASSERT_TRUE(liste.GetSuivant(&chemin, false));
-      EXPECT_EQ(chemin, attendu);
-    }
+  for (size_t n = 0; n < 7; ++n) {
+    ASSERT_TRUE(liste.GetSuivant(&chemin, false));
+    EXPECT_EQ(chemin, fichiers[n % 3]);
   }
-  EXPECT_FALSE(liste.GetSuivant(nullptr, false));
-  EXPECT_FALSE(liste.GetFichier(3, &chemin));
-  EXPECT_FALSE(liste.GetFichier(-1, &chemin));
-  EXPECT_FALSE(liste.GetFichier(0, nullptr));
-
   EXPECT_TRUE(liste.Vider());
   EXPECT_TRUE(liste.IsCharge()) << "emptying leaves the state";
-  EXPECT_EQ(liste.GetNombre(), 0);
   EXPECT_FALSE(liste.GetSuivant(&chemin, false));
   ASSERT_TRUE(AttendreCharge(liste));
   ASSERT_TRUE(liste.GetSuivant(&chemin, false));
   EXPECT_EQ(chemin, fichiers[0]) << "from the first again";
-}
-
-TEST(ContentListMngr, EachRoundGivesEveryFileOnce) {
-  const CTempDir dir;
-  for (int i = 0; i < 70; ++i) dir.Write(std::to_string(i) + ".jpg", "");
-  CContentListMngr liste;
-  Charger(liste, dir.Dir(), false, {kMediaImage});
-  std::string premier;
-  ASSERT_TRUE(liste.GetSuivant(&premier, true));  // sets the highest count: a round of the others follows
-  std::set<std::string> vus{premier};
-  for (int tour = 0; tour < 4; ++tour) {
-    for (int i = tour == 0 ? 1 : 0; i < 70; ++i) {
-      std::string chemin;
-      ASSERT_TRUE(liste.GetSuivant(&chemin, true));
-      EXPECT_TRUE(vus.insert(chemin).second) << "twice in round " << tour;
-    }
-    EXPECT_EQ(vus.size(), 70U);
-    vus.clear();
-  }
 }
 
 TEST(ContentListMngr, KindsAndSubFolders) {
@@ -220,16 +188,6 @@ TEST(ContentListMngr, KindsAndSubFolders) {
       EXPECT_TRUE(fs::exists(chemin)) << chemin;
       EXPECT_EQ(chemin.find("//"), std::string::npos) << chemin;
     }
-  }
-}
-
-TEST(ContentListMngr, PathsOfOlderMachinesAreFound) {
-  const CTempDir dir;
-  dir.Write("Musiques/Matin/a.mp3", "");
-  for (const std::string& nom : {dir.Dir() + "musiques\\MATIN", dir.Dir() + "Musiques\\Matin\\"}) {
-    CContentListMngr liste;
-    Charger(liste, nom, false, {kMediaAudio});
-    EXPECT_EQ(Fichiers(liste), std::vector<std::string>{dir / "Musiques/Matin/a.mp3"}) << nom;
   }
 }
 
@@ -268,7 +226,7 @@ TEST(ContentListMngr, ADeepTreeEndsInsteadOfUsingUpTheStack) {
 TEST(ContentListMngr, AFolderThatComesBackIsFoundByTheNextRequests) {
   const CTempDir dir;
   CContentListMngr liste;
-  liste.SetDossier(dir / "plus tard", true, std::vector<int>{kMediaAudio});
+  liste.SetDossier(dir / "PLUS\\Tard", true, std::vector<int>{kMediaAudio});
   std::string chemin;
   for (int i = 0; i < 200; ++i) {  // one thread at a time, however often one asks
     EXPECT_FALSE(liste.GetSuivant(&chemin, i % 2 == 0));
@@ -276,16 +234,11 @@ TEST(ContentListMngr, AFolderThatComesBackIsFoundByTheNextRequests) {
     EXPECT_LE(taches, 16);
   }
   ASSERT_TRUE(AttendreCharge(liste));
-  dir.Write("plus tard/a.wav", "");
+  dir.Write("Plus/tard/a.wav", "");
   EXPECT_FALSE(liste.GetSuivant(&chemin, true));
   ASSERT_TRUE(AttendreCharge(liste));
   ASSERT_TRUE(liste.GetSuivant(&chemin, true));
-  EXPECT_EQ(chemin, dir / "plus tard/a.wav");
-
-  CContentListMngr vide;  // no folder at all
-  EXPECT_TRUE(vide.Charger());
-  ASSERT_TRUE(AttendreCharge(vide));
-  EXPECT_EQ(vide.GetNombre(), 0);
+  EXPECT_EQ(chemin, dir / "Plus/tard/a.wav") << "whatever the spelling";
 }
 
 TEST(ContentListMngr, ManyThreadsUseAListThatIsScannedAndEmptied) {
@@ -324,7 +277,7 @@ TEST(ContentListMngr, ManyThreadsUseAListThatIsScannedAndEmptied) {
   liste.Charger();  // and the destructor meets a running scan
 }
 
-TEST(Aleatoire, StaysInRangeReachesBothEndsAndIsTheThreadsOwn) {
+TEST(Aleatoire, IsEvenReachesBothEndsAndIsTheThreadsOwn) {
   EXPECT_EQ(Aleatoire(0), 0);
   EXPECT_EQ(Aleatoire(-5), 0);
   SemerAleatoire(1);
@@ -337,21 +290,16 @@ TEST(Aleatoire, StaysInRangeReachesBothEndsAndIsTheThreadsOwn) {
     const double fAttendu = 20000.0 / (nMax + 1);
     for (const auto& [n, nFois] : nTirages) EXPECT_NEAR(nFois, fAttendu, 6 * std::sqrt(fAttendu) + 2) << n;
   }
+  // Beyond 15 bits every start must be possible, the odd ones too.
   for (const int nMax : {32767, 32768, 99999, 2147483647}) {
     std::set<int> vus;
-    for (int i = 0; i < 20000; ++i) {
-      const int n = Aleatoire(nMax);
-      ASSERT_GE(n, 0);
-      ASSERT_LE(n, nMax);
-      vus.insert(n);
-    }
+    for (int i = 0; i < 20000; ++i) vus.insert(Aleatoire(nMax));
+    EXPECT_GE(*vus.begin(), 0);
     EXPECT_LT(*vus.begin(), nMax / 1000);
+    EXPECT_LE(*vus.rbegin(), nMax);
     EXPECT_GT(*vus.rbegin(), nMax - nMax / 1000);
+    EXPECT_TRUE(std::ranges::any_of(vus, [](int n) { return n % 2 == 1; }));
   }
-  // Beyond 15 bits every start must be possible, the odd ones too.
-  bool bImpair = false;
-  for (int i = 0; i < 200; ++i) bImpair = bImpair || Aleatoire(65535) % 2 == 1;
-  EXPECT_TRUE(bImpair);
 
   SemerAleatoire(42);
   const int premier = Aleatoire(30000);
