@@ -24,7 +24,7 @@
 namespace tonara {
 namespace {
 
-constexpr int kKills = 500;
+constexpr int kKills = 250;
 constexpr int kMaxMicroseconds = 25000;
 
 /// Number of the last save that came back, in memory that outlives the process that is killed.

@@ -1,6 +1,6 @@
 // Wave devices on real sound servers that crash, freeze, lose a sink and come back: blocks go on
 // completing at the sample rate, no call blocks, the sound returns, one line tells of each loss and
-// return. With TONARA_LONG_TESTS in the environment a server freezes for 20 s instead of 4.
+// return.
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <numbers>
@@ -20,6 +19,7 @@
 #include "platform/event.h"
 #include "platform/wavedevice.h"
 #include "tests/support/soundserver.h"
+#include "tests/support/waitfor.h"
 
 namespace tonara::test {
 namespace {
@@ -41,15 +41,6 @@ constexpr double kMaxCallSec = 0.1;
 
 double Seconds(Clock::duration time) {
   return std::chrono::duration<double>(time).count();
-}
-
-bool WaitFor(const std::function<bool()>& fnDone, Clock::duration within) {
-  const auto end = Clock::now() + within;
-  while (!fnDone()) {
-    if (Clock::now() > end) return false;
-    std::this_thread::sleep_for(milliseconds(10));
-  }
-  return true;
 }
 
 /// Keeps the lines that devices say while it lives.
@@ -176,10 +167,6 @@ class CPlayer {
   double m_dLag = 0;
 };
 
-bool LongRun() {
-  return std::getenv("TONARA_LONG_TESTS") != nullptr;
-}
-
 class WaveFaults : public testing::TestWithParam<Kind> {
  protected:
   void SetUp() override {
@@ -243,7 +230,7 @@ TEST_P(WaveFaults, ServerFrozen) {
   {
     CPlayer second(*m_pBackend, kWaveMapper, 660);
     EXPECT_LT(second.OpenSec(), 0.2);
-    std::this_thread::sleep_for(LongRun() ? seconds(20) : seconds(4));
+    std::this_thread::sleep_for(seconds(2));
     second.ExpectOnTime("opened on a frozen server");
   }
   player.ExpectOnTime("frozen");
@@ -259,35 +246,20 @@ TEST_P(WaveFaults, ServerFrozen) {
   EXPECT_LE(m_pServer->Streams(), 1) << "streams left behind";
 }
 
-/// Keeps every core busy while it lives.
-class CBusyCores {
- public:
-  CBusyCores() {
-    for (unsigned n = 0; n < std::max(std::thread::hardware_concurrency(), 1u); ++n) {
-      m_threads.emplace_back([this] {
-        while (!m_bStop) {
-        }
-      });
-    }
-  }
-  ~CBusyCores() {
-    m_bStop = true;
-    for (std::thread& thread : m_threads) thread.join();
-  }
-
- private:
-  std::atomic<bool> m_bStop{false};
-  std::vector<std::thread> m_threads;
-};
-
 TEST_P(WaveFaults, ServerKilledAndRestarted) {
-  const int nRounds = GetParam() == Kind::PulseAudio ? 20 : 2;
+  const int nRounds = GetParam() == Kind::PulseAudio ? 8 : 2;
   const uint32_t nIndex = StartWithSink();
   CPlayer player(*m_pBackend, nIndex);
   CPlayer other(*m_pBackend, kWaveMapper, 660);
   ASSERT_TRUE(Heard(seconds(3)));
   double dSlowest = 0;
-  CBusyCores busy;
+  std::vector<std::jthread> busy(std::max(std::thread::hardware_concurrency(), 1u));
+  for (std::jthread& thread : busy) {
+    thread = std::jthread([](const std::stop_token& stop) {
+      while (!stop.stop_requested()) {
+      }
+    });
+  }
   for (int nRound = 1; nRound <= nRounds; ++nRound) {
     m_pServer->Kill();
     ASSERT_TRUE(WaitFor([&] { return m_notices.Lost() == 2 * nRound; }, seconds(2))) << nRound;
@@ -420,58 +392,17 @@ TEST_P(WaveServer, ListsAndNames) {
 
 TEST_P(WaveServer, RefusesAFormatAtOnce) {
   StartWithSink();
-  std::string szError;
+  const auto fnNone = [](WaveHeader*) {};
   const auto before = Clock::now();
-  EXPECT_EQ(m_pBackend->OpenOut(
-                0, MakePcmFormat(kRate, 2, 12), false, [](WaveHeader*) {}, &szError),
-            nullptr);
-  EXPECT_FALSE(szError.empty());
-  szError.clear();
-  EXPECT_EQ(m_pBackend->OpenOut(
-                0, MakePcmFormat(900000, 2, 16), false, [](WaveHeader*) {}, &szError),
-            nullptr);
-  EXPECT_FALSE(szError.empty());
-  szError.clear();
-  EXPECT_EQ(m_pBackend->OpenIn(
-                0, MakePcmFormat(kRate, 90, 16), false, [](WaveHeader*) {}, &szError),
-            nullptr);
-  EXPECT_FALSE(szError.empty());
-  EXPECT_LT(Seconds(Clock::now() - before), 0.3);
-}
-
-TEST_P(WaveServer, CapturesAndAttachesAgain) {
-  StartWithSink();
-  ASSERT_EQ(m_pBackend->InCount(), 1u);
-  static std::atomic<int> s_nDone;
-  s_nDone = 0;
-  std::string szError;
-  auto pIn = m_pBackend->OpenIn(
-      0, MakePcmFormat(kRate, 2, 16), true, [](WaveHeader*) { ++s_nDone; }, &szError);
-  ASSERT_NE(pIn, nullptr) << szError;
-  constexpr int kInBlocks = 40;
-  std::vector<std::vector<int16_t>> data(kInBlocks, std::vector<int16_t>(kBlockFrames * 2));
-  std::vector<WaveHeader> headers(kInBlocks);
-  for (int n = 0; n < kInBlocks; ++n) {
-    headers[n].pData = reinterpret_cast<uint8_t*>(data[n].data());
-    headers[n].dwLength = kBlockFrames * 4;
-    ASSERT_TRUE(pIn->AddBuffer(&headers[n]));
+  for (const PCMWAVEFORMAT& format :
+       {MakePcmFormat(kRate, 2, 12), MakePcmFormat(900000, 2, 16), MakePcmFormat(kRate, 90, 16)}) {
+    std::string szErrorOut;
+    std::string szErrorIn;
+    EXPECT_EQ(m_pBackend->OpenOut(0, format, false, fnNone, &szErrorOut), nullptr);
+    EXPECT_EQ(m_pBackend->OpenIn(0, format, false, fnNone, &szErrorIn), nullptr);
+    EXPECT_FALSE(szErrorOut.empty() || szErrorIn.empty());
   }
-  CPlayer player(*m_pBackend, 0);
-  ASSERT_TRUE(Heard(seconds(3)));
-  ASSERT_TRUE(pIn->Start());
-  ASSERT_TRUE(WaitFor([] { return s_nDone >= 10; }, seconds(3)));
-  EXPECT_EQ(headers[9].dwRecorded, headers[9].dwLength);
-  EXPECT_NEAR(*std::ranges::max_element(data[9]), kAmplitude, 200);
-
-  m_pServer->Kill();
-  EXPECT_TRUE(WaitFor([&] { return m_notices.Lost() == 2; }, seconds(2)));
-  ASSERT_TRUE(m_pServer->Start());
-  ASSERT_TRUE(m_pServer->AddSink("sortie", "Sortie du magasin"));
-  const int nBefore = s_nDone;
-  EXPECT_TRUE(WaitFor([&] { return s_nDone >= nBefore + 5; }, seconds(4)));
-  EXPECT_TRUE(WaitFor([&] { return m_notices.Returned() == 2; }, seconds(2)));
-  ASSERT_TRUE(pIn->Reset());
-  EXPECT_EQ(s_nDone, kInBlocks) << "all blocks are given back";
+  EXPECT_LT(Seconds(Clock::now() - before), 0.3);
 }
 
 TEST_P(WaveServer, PauseHoldsTimeAndTheEndIsHeard) {
