@@ -10,6 +10,11 @@
 #include "ui/look/shareddialogs.h"
 
 namespace tonara {
+namespace {
+
+constexpr int kCadreGroupe = 3;  // what the style keeps clear inside a group's frame
+
+}  // namespace
 
 CAudioPlaylistDlg::CAudioPlaylistDlg(const ReglagesPlaylist& reglages, QWidget* pParent)
     : CReglageDlg(QStringLiteral("Playlist audio"), pParent), m_reglages(reglages) {
@@ -36,7 +41,7 @@ CAudioPlaylistDlg::CAudioPlaylistDlg(const ReglagesPlaylist& reglages, QWidget* 
 
   auto* pLecture = new QVBoxLayout;
   // In line with what stands in the group above.
-  pLecture->setContentsMargins(kMarge, 0, kMarge, 0);
+  pLecture->setContentsMargins(kMarge + kCadreGroupe, 0, kMarge, 0);
   pLecture->setSpacing(kEspace);
   pLecture->addWidget(m_pRandom);
   pLecture->addWidget(m_pFondus);

@@ -7,6 +7,7 @@
 #include <QRadioButton>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string>
@@ -37,6 +38,8 @@ class CProgrammeDlg final : public CReglageDlg {
     Choix visuel = Groupe(QStringLiteral("Programme Visuel"), kVisuels, g_Appcfg.PgmVideoCourant);
     Choix sonore = Groupe(QStringLiteral("Programme Sonore"), kSonores, g_Appcfg.MusicSource);
     AddToolTip(visuel.pGroupe, QStringLiteral("Le choix est enregistré. Il n'y a pas encore de sortie vidéo."));
+    const int nLargeur = std::max(visuel.pGroupe->sizeHint().width(), sonore.pGroupe->sizeHint().width());
+    for (CGroupe* pGroupe : {visuel.pGroupe, sonore.pGroupe}) pGroupe->setMinimumWidth(nLargeur);
     QWidget* pVisuel = EnCours(QStringLiteral("Visuel en cours"), &m_pVisuel);
     QWidget* pAudio = EnCours(QStringLiteral("Audio en cours"), &m_pAudio);
 

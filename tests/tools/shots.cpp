@@ -2,6 +2,7 @@
 // QT_SCALE_FACTOR sets the scale; SUFFIX ("@2x") goes behind each file's name.
 #include <unistd.h>
 #include <QApplication>
+#include <QComboBox>
 #include <QKeyEvent>
 #include <QTimer>
 #include <QTreeWidget>
@@ -15,12 +16,18 @@
 #include <vector>
 
 #include "core/appcfg.h"
+#include "programmes/audiolignedlg.h"
+#include "programmes/audioloopfiledlg.h"
+#include "programmes/audioplaylistdlg.h"
+#include "programmes/audioprogram.h"
+#include "programmes/programmedlg.h"
 #include "schedule/calendrier.h"
 #include "schedule/grille.h"
 #include "ui/listeevents.h"
 #include "ui/look/chartedlg.h"
 #include "ui/look/look.h"
 #include "ui/look/shareddialogs.h"
+#include "ui/look/vumeter.h"
 #include "ui/ruleeditor.h"
 
 namespace tonara {
@@ -151,6 +158,44 @@ void Choix() {
   std::filesystem::remove_all(dossier);
 }
 
+/// Shows a dialog and photographs it.
+void PhotoDe(QDialog&& dialogue, const char* szNom) {
+  dialogue.show();
+  Photo(&dialogue, szNom);
+}
+
+void Programmes() {
+  const std::string szMusiques = "/srv/magasin/Musiques";
+  PhotoDe(CAudioLoopFileDlg(szMusiques + "/Ambiance du matin.mp3", nullptr), "looped-file");
+  PhotoDe(CAudioLoopFileDlg("/media/magasin/disque des musiques/Ambiances/Été 2026/Une chanson au titre assez long.mp3",
+                            nullptr),
+          "looped-file-long");
+  PhotoDe(CAudioPlaylistDlg({szMusiques, true, false, true}, nullptr), "playlist");
+
+  CAudioLigneDlg ligne("Null", nullptr);
+  ligne.show();
+  auto* pEntrees = ligne.findChild<QComboBox*>();
+  while (pEntrees->count() == 0) QApplication::processEvents();
+  pEntrees->setItemText(0, QStringLiteral("Audio interne Stéréo analogique"));
+  ligne.findChild<CZoneVuMetres*>()->Update(0, -4.0F, -2.0F);
+  ligne.findChild<CZoneVuMetres*>()->Update(1, -5.5F, -2.0F);
+  Photo(&ligne, "line-input");
+
+  // A programme whose file isn't there keeps its title on show.
+  g_Appcfg.m_szIniPath = (std::filesystem::temp_directory_path() / ("shots-" + std::to_string(getpid()))).string();
+  std::ofstream(g_Appcfg.m_szIniPath) << "[LoopFile]\nPathLoopFile=" << szMusiques << "/Ambiance du matin.mp3\n";
+  g_Appcfg.MusicSource = kPgmLoopFile;
+  StartAudioProgram();
+  QWidget fenetre;
+  OpenDlgProgramme(&fenetre);
+  for (QWidget* pDialogue : QApplication::topLevelWidgets()) {
+    if (pDialogue->windowTitle() == QLatin1String("Programme continu")) Photo(pDialogue, "programme");
+  }
+  CloseDlgProgramme();
+  StopAudioProgram();
+  std::filesystem::remove(g_Appcfg.m_szIniPath);
+}
+
 }  // namespace
 }  // namespace tonara
 
@@ -161,6 +206,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   setenv("QT_QPA_PLATFORM", "offscreen", 0);
+  setenv("TONARA_AUDIO", "null", 0);
   QApplication app(argc, argv);
   ApplyLook(app);
   s_szDossier = QString::fromLocal8Bit(argv[1]);
@@ -168,6 +214,7 @@ int main(int argc, char** argv) {
   Editeur();
   Plan();
   Choix();
+  Programmes();
   Charte charte{0xFF8040, 0xFFFFFF, 60, "DejaVu Sans"};
   CCharteDlg dialogue(charte, nullptr);
   dialogue.show();
