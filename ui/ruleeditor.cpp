@@ -6,10 +6,12 @@
 #include <QPushButton>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <utility>
 
 #include "audio/media.h"
 #include "audio/preview.h"
+#include "core/log.h"
 #include "core/mediatype.h"
 #include "platform/paths.h"
 #include "ui/look/iconbutton.h"
@@ -98,7 +100,7 @@ CRuleEditor::CRuleEditor(std::vector<Rule> vRules, QWidget* pParent, SondesRegle
   connect(m_pAjouterDossier, &QAbstractButton::clicked, this, &CRuleEditor::ChoisitDossier);
   connect(m_pEcouter, &QAbstractButton::clicked, this, &CRuleEditor::BasculeEcoute);
   connect(m_pSupprimer, &QAbstractButton::clicked, this, &CRuleEditor::SupprimeRegle);
-  connect(m_pDelaiFormat, &QTimer::timeout, this, [this] { ReponseFormat({}, EtatFormat::Illisible); });
+  connect(m_pDelaiFormat, &QTimer::timeout, this, [this] { ReponseFormat(EtatFormat::Illisible); });
   connect(m_pAppliquer, &QPushButton::clicked, this, [this] {
     m_pChamps->TermineSaisie();
     accept();
@@ -148,9 +150,10 @@ void CRuleEditor::AjouteFichier(const std::string& szPath) {
       return;
   }
   SetAttenteFormat(true);
+  m_szAttendu = szPath;
   m_sondeFormat.Demande([this, szPath, fnFormat = m_sondes.fnFormat]() -> CArrierePlan::Suite {
     const EtatFormat eEtat = fnFormat(szPath);
-    return [this, szPath, eEtat] { ReponseFormat(szPath, eEtat); };
+    return [this, eEtat] { ReponseFormat(eEtat); };
   });
 }
 
@@ -159,6 +162,8 @@ void CRuleEditor::AjouteDossier(const std::string& szPath) {
 }
 
 void CRuleEditor::SetAttenteFormat(bool bAttente) {
+  // A button that is disabled passes the keyboard to any other: it goes where the new rule will be.
+  if (bAttente) m_pArbre->setFocus();
   // Held back as well: applying would lose the rule that is on its way.
   for (QWidget* pBouton : std::initializer_list<QWidget*>{m_pAjouterFichier, m_pAjouterDossier, m_pAppliquer}) {
     pBouton->setEnabled(!bAttente);
@@ -174,15 +179,17 @@ void CRuleEditor::SetAttenteFormat(bool bAttente) {
   }
 }
 
-void CRuleEditor::ReponseFormat(const std::string& szPath, EtatFormat eEtat) {
+void CRuleEditor::ReponseFormat(EtatFormat eEtat) {
   if (!m_bAttenteFormat) return;
+  const int nAttenteMs = m_sondes.nDelaiMs - std::max(m_pDelaiFormat->remainingTime(), 0);
   SetAttenteFormat(false);
   if (eEtat == EtatFormat::Bon) {
-    AjouteRegle(RegleNouvelle(szPath, false));
+    AjouteRegle(RegleNouvelle(m_szAttendu, false));
   } else {
     m_pAjouterFichier->setFocus();
     Refuse(eEtat);
   }
+  Trace(1, "Règles : %s examiné en %d ms\n", m_szAttendu.c_str(), nAttenteMs);
 }
 
 void CRuleEditor::Refuse(EtatFormat eEtat) {
@@ -196,7 +203,6 @@ void CRuleEditor::AjouteRegle(Rule rule) {
   m_vRules.push_back(std::move(rule));
   m_pArbre->Remplit();
   m_pArbre->Selectionne(static_cast<int>(m_vRules.size()) - 1);
-  // The button that was pressed has been disabled meanwhile, and has passed the keyboard to any other.
   m_pArbre->setFocus();
 }
 

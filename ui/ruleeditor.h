@@ -57,7 +57,7 @@ class CRuleEditor final : public QDialog {
   void ChoisitFichier();
   void ChoisitDossier();
   void AjouteRegle(Rule rule);
-  void ReponseFormat(const std::string& szPath, EtatFormat eEtat);
+  void ReponseFormat(EtatFormat eEtat);
   void SetAttenteFormat(bool bAttente);
   void Refuse(EtatFormat eEtat);
   void Choisie(int nRegle);
@@ -80,6 +80,7 @@ class CRuleEditor final : public QDialog {
   bool m_bEcoute = false;                      ///< the preview is ours, or its file is being looked for
   std::unique_ptr<CMsgReceiver> m_pFinEcoute;  ///< of the present listening: an older one's end is lost
   bool m_bAttenteFormat = false;               ///< a file waits for its format
+  std::string m_szAttendu;                     ///< that file
   CArrierePlan m_sondeFormat{1};
   CArrierePlan m_sondeEcoute{1};  ///< the first look at a file to listen to
 };

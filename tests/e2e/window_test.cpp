@@ -100,6 +100,7 @@ TEST_F(WindowTest, RuleAddedByHandSoundsAtItsMinute) {
   Touches({"Return"});
   ASSERT_NO_FATAL_FAILURE(AttendFermee(kChoix));
   ASSERT_NO_FATAL_FAILURE(Va(kRegles));
+  ASSERT_NO_FATAL_FAILURE(AttendEcrit("tonara.log", "annonce.wav examiné"));
 
   // From the new rule's line, past the four buttons, to the mode; then the next minute that can be met.
   Touches({"Tab", "Tab", "Tab", "Tab", "Tab", "End", "Tab"});
