@@ -38,6 +38,9 @@ namespace {
 constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE | IN_ATTRIB |
                            IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr uint32_t kRetryMs = 1000;  // for a folder that isn't there
+// What tells of the folder itself, from the one above. Its own IN_DELETE_SELF comes only when the last open file of a
+// deleted folder is closed, and by then another may stand in its place.
+constexpr uint32_t kParentMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ONLYDIR | IN_MASK_ADD;
 constexpr int kMaxReads = 64;        // of one folder's events in a round
 constexpr int kMaxDepth = 32;        // links to folders may make a tree endless
 constexpr uint64_t kLookShare = 20;  // a slow look may take one part in so many of the time
@@ -68,6 +71,8 @@ struct Watch {
   std::string szRoot;                             ///< the folder as the disk spells it, '/' behind it
   int fd = -1;                                    ///< inotify; -1 while there is none
   int nRootWd = -1;                               ///< -1 while the folder has no kernel events
+  int nParentWd = -1;                             ///< of the folder above it
+  std::string szRootName;                         ///< its name there
   std::pair<dev_t, ino_t> idRoot;                 ///< of the folder that has them
   std::unordered_map<int, std::string> mapPaths;  ///< watch -> folder, '/' behind it
   bool bPartial = false;                          ///< parts of the tree are without kernel events
@@ -168,7 +173,10 @@ class CWatcher {
     return *pWatcher;
   }
 
-  CWatcher() : m_fdWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+  // Any mounting or unmounting makes the second one ready with POLLPRI; a path may then mean another folder.
+  CWatcher()
+      : m_fdWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+        m_fdMounts(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) {}
 
   void Add(std::shared_ptr<Watch> pWatch) {
     const CGuard guard(m_cs);
@@ -203,7 +211,7 @@ class CWatcher {
   void Run() {
     pthread_setname_np(pthread_self(), "folderwatch");
     for (;;) {
-      std::vector<pollfd> fds = {{m_fdWake, POLLIN, 0}};
+      std::vector<pollfd> fds = {{m_fdWake, POLLIN, 0}, {m_fdMounts, POLLPRI, 0}};
       uint64_t llDue = UINT64_MAX;
       for (const auto& pWatch : m_vWatches) {
         fds.push_back({pWatch->fd, POLLIN, 0});  // a negative one is left out by poll
@@ -219,8 +227,11 @@ class CWatcher {
       uint64_t count = 0;
       while (read(m_fdWake, &count, sizeof count) > 0) {
       }
+      const bool bMounts = (fds[1].revents & POLLPRI) != 0;
       for (const auto& pWatch : m_vWatches) {
-        if (!pWatch->bClosed) ReadEvents(*pWatch);
+        if (pWatch->bClosed) continue;
+        if (bMounts) CheckRoot(*pWatch);
+        ReadEvents(*pWatch);
       }
       TakeNew();
       for (const auto& pWatch : m_vWatches) {
@@ -244,6 +255,7 @@ class CWatcher {
     if (watch.fd >= 0) close(watch.fd);  // takes all its watches with it
     watch.fd = -1;
     watch.nRootWd = -1;
+    watch.nParentWd = -1;
     watch.mapPaths.clear();
     watch.bPartial = false;
   }
@@ -304,7 +316,6 @@ class CWatcher {
         i += static_cast<ssize_t>(sizeof event + event.len);
         bRearm = !HandleEvent(watch, event, szName);
       }
-      watch.bEvents = true;
       if (bRearm) {
         Disarm(watch);
         watch.llNextLook = 0;
@@ -314,12 +325,17 @@ class CWatcher {
 
   /// False if the whole tree has to be looked at anew.
   static bool HandleEvent(Watch& watch, const inotify_event& event, const char* szName) {
+    if (event.wd == watch.nParentWd && szName == watch.szRootName) {
+      watch.bChanged = true;
+      return false;
+    }
     const auto it = watch.mapPaths.find(event.wd);
     if ((event.mask & IN_Q_OVERFLOW) != 0) {
       watch.bChanged = true;
       return false;
     }
-    if (it == watch.mapPaths.end()) return true;  // what was still queued of a folder that has moved away
+    if (it == watch.mapPaths.end()) return true;  // of the folder above, or still queued of one that has moved away
+    watch.bEvents = true;
     if (event.wd == watch.nRootWd && (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED)) != 0) {
       watch.bChanged = true;
       return false;
@@ -356,6 +372,14 @@ class CWatcher {
     watch.szRoot = szFound + "/";
   }
 
+  /// Has the folder looked at if its path means another one by now, or none.
+  static void CheckRoot(Watch& watch) {
+    struct stat st {};
+    const bool bThere = stat(watch.szRoot.c_str(), &st) == 0;
+    const bool bSame = watch.nRootWd >= 0 && watch.idRoot == std::pair(st.st_dev, st.st_ino);
+    if (bThere ? !bSame : watch.nRootWd >= 0) watch.llNextLook = 0;
+  }
+
   /// True if the folder got its kernel events just now.
   static bool Arm(Watch& watch) {
     struct stat st {};
@@ -371,6 +395,12 @@ class CWatcher {
     watch.bPartial = false;
     AddTree(watch, watch.szRoot, 0);
     watch.idRoot = {st.st_dev, st.st_ino};
+    const std::string_view path(watch.szRoot.data(), watch.szRoot.size() - 1);
+    const size_t nSlash = path.rfind('/');
+    if (nSlash != std::string_view::npos) {
+      watch.szRootName = path.substr(nSlash + 1);
+      watch.nParentWd = inotify_add_watch(watch.fd, watch.szRoot.substr(0, nSlash + 1).c_str(), kParentMask);
+    }
     return watch.nRootWd >= 0;
   }
 
@@ -404,6 +434,7 @@ class CWatcher {
   }
 
   const int m_fdWake;
+  const int m_fdMounts;  ///< negative where there is none: then the slow look finds out
   CLock m_cs;
   std::vector<std::shared_ptr<Watch>> m_vNew GUARDED_BY(m_cs);
   bool m_bStarted GUARDED_BY(m_cs) = false;

@@ -8,7 +8,7 @@
 namespace tonara {
 
 /// One watched folder. Built on inotify; an overflow of the kernel's queue counts as a change; a
-/// folder that is absent, deleted or made again is armed as soon as it exists (within a second), which
+/// folder that is absent, deleted, made again or mounted is armed as soon as it exists (within a second), which
 /// counts as a change; a slow look at names, sizes and times covers network shares that send no events,
 /// and folders beyond the kernel's limit of watches. A file being written is told at its beginning and when
 /// it is closed, not at each write. All objects share one thread, which sleeps while
