@@ -2,24 +2,42 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <utility>
 
 namespace tonara {
 namespace {
 
+// A service manager signals every process of a session, and the script that started us passes its own signal on:
+// one request, several signals.
+constexpr int64_t kMemeDemandeMs = 1000;
+
 constexpr int kSignaux[] = {SIGTERM, SIGINT, SIGHUP};
 
-// What the handler may touch: lock-free atomics and write().
+// What the handler may touch: lock-free atomics, the clock and write().
 std::atomic<int> s_fdEcriture{-1};
-std::atomic<bool> s_bDejaRecu{false};
+std::atomic<int64_t> s_llPremierMs{0};  // when the first one came, 0 before
+
+int64_t Maintenant() {
+  timespec t{};
+  clock_gettime(CLOCK_MONOTONIC, &t);
+  return int64_t{t.tv_sec} * 1000 + t.tv_nsec / 1000000;
+}
 
 extern "C" void SignalRecu(int nSignal) {
-  if (s_bDejaRecu.exchange(true)) _exit(128 + nSignal);
   const int nErreur = errno;
+  const int64_t llMaintenant = Maintenant();
+  int64_t llPremier = 0;
+  if (!s_llPremierMs.compare_exchange_strong(llPremier, llMaintenant)) {
+    if (llMaintenant - llPremier >= kMemeDemandeMs) _exit(128 + nSignal);
+    errno = nErreur;
+    return;
+  }
   const char c = 1;
   [[maybe_unused]] const ssize_t nEcrit = write(s_fdEcriture.load(), &c, 1);
   errno = nErreur;

@@ -1,4 +1,5 @@
-// SIGTERM, SIGINT and SIGHUP as a call on Qt's main thread. A second signal ends the process at once.
+// SIGTERM, SIGINT and SIGHUP as a call on Qt's main thread. Another one a second or
+// more after the first ends the process at once; one that comes sooner belongs to the same request.
 #pragma once
 
 #include <QSocketNotifier>
