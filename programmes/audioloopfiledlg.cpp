@@ -2,9 +2,11 @@
 
 #include <QHBoxLayout>
 #include <QVBoxLayout>
+#include <array>
 #include <memory>
 
 #include "audio/media.h"
+#include "core/log.h"
 #include "programmes/audioloopfileprogram.h"
 #include "programmes/essaidlg.h"
 #include "ui/look/groupe.h"
@@ -14,17 +16,26 @@
 namespace tonara {
 namespace {
 
+constexpr uint32_t kPremiersOctets = 4800;  // whole frames of any usual format
 constexpr char kFiltre[] = "Fichiers audio (*.mp3;*.mp2;*.wav)|*.mp3;*.mp2;*.wav|";
 
 class CEssaiFichier final : public CSourceEssai {
  public:
   explicit CEssaiFichier(const CChampChemin& chemin) : m_chemin(chemin) {}
 
-  /// The first look at the file may take long; the opening that follows doesn't.
-  [[nodiscard]] std::function<void()> Disque() const override {
+  /// The first look at the file may take long; the opening that follows doesn't. The mixer plays an MPEG file
+  /// without a single frame, too, as silence: here it counts as one that can't be played.
+  [[nodiscard]] std::function<bool()> Disque() const override {
     return [szPath = m_szPath] {
       PCMWAVEFORMAT format{};
-      if (const std::unique_ptr<CMedia> pMedia = CreeMedia(GetTypeMedia(szPath))) pMedia->ReadFormat(szPath, &format);
+      std::array<uint8_t, kPremiersOctets> debut{};
+      uint32_t dwLus = 0;
+      const std::unique_ptr<CMedia> pMedia = CreeMedia(GetTypeMedia(szPath));
+      if (pMedia && pMedia->Open(szPath, 0, 0, &format) && pMedia->Read(debut.data(), kPremiersOctets, &dwLus)) {
+        return true;
+      }
+      Trace(1, "[%s] ne peut etre ouvert\n", szPath.c_str());
+      return false;
     };
   }
 

@@ -72,14 +72,14 @@ void CBoutonEssai::SetEtat(Etat eEtat) {
 void CBoutonEssai::Lance() {
   if (!m_pSource->Prepare()) return;
   SetEtat(Etat::Demarrage);
-  std::function<void()> fnDisque = m_pSource->Disque();
+  std::function<bool()> fnDisque = m_pSource->Disque();
   if (!fnDisque) {
     LanceThread();
     return;
   }
   m_disque.Demande([this, fnDisque = std::move(fnDisque)]() -> CArrierePlan::Suite {
-    fnDisque();
-    return [this] { LanceThread(); };
+    const bool bBon = fnDisque();
+    return [this, bBon] { bBon ? LanceThread() : SetEtat(Etat::Repos); };
   });
 }
 

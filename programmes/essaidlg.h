@@ -24,8 +24,9 @@ class CSourceEssai {
 
   /// Takes what the thread needs of the settings and of the dialog. False if there is nothing to test.
   bool Prepare();
-  /// What has to be asked of a disk first, which may take for ever: holds copies only. Empty for nothing.
-  [[nodiscard]] virtual std::function<void()> Disque() const { return {}; }
+  /// What has to be asked of a disk first, which may take for ever: holds copies only. Its false means that
+  /// there is nothing to be heard. Empty for no question.
+  [[nodiscard]] virtual std::function<bool()> Disque() const { return {}; }
   /// Starts the mixer and the source. False if nothing is heard. Any one thread; may block.
   bool Demarre();
   /// Makes a Demarre that is under way, or only about to begin, end soon. Main thread.
