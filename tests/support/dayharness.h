@@ -33,6 +33,7 @@
 #include "schedule/grille.h"
 #include "tests/support/fakeclock.h"
 #include "tests/support/fakewave.h"
+#include "tests/support/mediafiles.h"
 #include "tests/support/msgqueue.h"
 #include "tests/support/tempdir.h"
 
@@ -93,16 +94,7 @@ class CDay {
 
   /// A silent WAV file of that length in the start directory; its path. 8 kHz mono, to be quick.
   std::string Wav(const std::string& szName, uint32_t dwMs) {
-    const auto le = [](uint32_t n, int nBytes) {
-      std::string out;
-      for (int i = 0; i < nBytes; ++i) out += static_cast<char>(n >> (8 * i) & 0xFFU);
-      return out;
-    };
-    const std::string data(size_t{dwMs} * 16, '\0');
-    const std::string fmt = le(1, 2) + le(1, 2) + le(8000, 4) + le(16000, 4) + le(2, 2) + le(16, 2);
-    const auto dwData = static_cast<uint32_t>(data.size());
-    return dir.Write(szName,
-                     "RIFF" + le(36 + dwData, 4) + "WAVEfmt " + le(16, 4) + fmt + "data" + le(dwData, 4) + data);
+    return dir.Write(szName, MakeWav({.dwFreq = 8000, .wChannels = 1}, std::string(size_t{dwMs} * 16, '\0')));
   }
 
   /// As the main window starts: mixer, groups, calendar, a full generation of today, messages on.

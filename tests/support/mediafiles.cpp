@@ -33,23 +33,6 @@ class CNoise {
   uint32_t m_dwState;
 };
 
-class CBitWriter {
- public:
-  void Put(uint32_t dwValue, int nBits) {
-    for (int i = nBits - 1; i >= 0; --i) {
-      if (m_nBits % 8 == 0) m_bytes.push_back('\0');
-      if ((dwValue >> i & 1) != 0) m_bytes.back() = static_cast<char>(m_bytes.back() | 0x80 >> (m_nBits % 8));
-      ++m_nBits;
-    }
-  }
-  [[nodiscard]] size_t Bits() const { return m_nBits; }
-  std::string Take() { return std::move(m_bytes); }
-
- private:
-  std::string m_bytes;
-  size_t m_nBits = 0;
-};
-
 std::string Sample(double dValue, uint16_t wBits) {
   if (wBits == 8) return Le(static_cast<uint64_t>(std::lround(dValue * 127.0) + 128), 1);
   return Le(static_cast<uint64_t>(std::llround(dValue * (std::pow(2.0, wBits - 1) - 1.0))), wBits / 8);
@@ -109,44 +92,6 @@ std::string EncodeLame(const std::string& szOptions, uint32_t dwFreq, std::strin
 
 std::string EncodeMp2(const std::string& szOptions, uint32_t dwFreq, std::string_view pcm) {
   return Encode("ffmpeg -v error -i in.wav -c:a mp2 " + szOptions + " -f mp2 out", dwFreq, pcm);
-}
-
-std::string MakeLayer1(uint32_t dwHeader, int nFrames, uint32_t dwSeed) {
-  // ISO/IEC 11172-3, 2.4.1.5: allocation of 4 bits for each of 32 subbands and channel, a scale factor
-  // of 6 bits where it isn't 0, then 12 samples of each, interleaved by subband and channel. Eight
-  // subbands of 5 bits (allocation 4) fit in every frame that is long enough for stereo at 32 kHz.
-  constexpr int kSubbands = 32;
-  constexpr int kActive = 8;
-  constexpr uint32_t kAllocation = 4;
-  constexpr int kRates[4] = {44100, 48000, 32000, 0};
-  constexpr int kBitrates[2][16] = {
-      {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448, 0},
-      {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256, 0},
-  };
-  const bool bMpeg1 = (dwHeader >> 19 & 3) == 3;
-  const bool bMpeg25 = (dwHeader >> 20 & 1) == 0;
-  const int iRate = kRates[dwHeader >> 10 & 3] / (bMpeg25 ? 4 : bMpeg1 ? 1 : 2);
-  const int iBitrate = kBitrates[bMpeg1 ? 0 : 1][dwHeader >> 12 & 15];
-  const auto iPadding = static_cast<int>(dwHeader >> 9 & 1);
-  const auto nFrame = static_cast<size_t>(iBitrate * 12000 / iRate + iPadding) * 4;
-  const int iChannels = (dwHeader >> 6 & 3) == 3 ? 1 : 2;
-  CNoise noise(dwSeed);
-  std::string stream;
-  for (int f = 0; f < nFrames; ++f) {
-    CBitWriter bits;
-    bits.Put(dwHeader, 32);
-    if ((dwHeader >> 16 & 1) == 0) bits.Put(0, 16);
-    for (int sb = 0; sb < kSubbands; ++sb) {
-      for (int c = 0; c < iChannels; ++c) bits.Put(sb < kActive ? kAllocation : 0, 4);
-    }
-    for (int i = 0; i < kActive * iChannels; ++i) bits.Put(6 + noise.Bits(4), 6);
-    for (int s = 0; s < 12 * kActive * iChannels; ++s) bits.Put(noise.Bits(5) % 31, 5);
-    if (bits.Bits() > nFrame * 8) return {};
-    std::string frame = bits.Take();
-    frame.resize(nFrame, '\0');
-    stream += frame;
-  }
-  return stream;
 }
 
 std::string MakeId3v2(size_t nPicture) {

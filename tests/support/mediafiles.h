@@ -1,5 +1,5 @@
 // Sound files for tests, made on the spot: WAV of any shape, right or wrong, and MPEG audio by the
-// encoders `lame` and `ffmpeg` or, for what neither makes, frame by frame here.
+// encoders `lame` and `ffmpeg`.
 #pragma once
 
 #include <cstdint>
@@ -36,10 +36,6 @@ std::string MakeTone(uint32_t dwFreq, uint16_t wChannels, uint16_t wBits, uint32
 std::string EncodeLame(const std::string& szOptions, uint32_t dwFreq, std::string_view pcm);
 /// MPEG-1 or 2 Layer II, by `ffmpeg` with these options ("-b:a 192k -ac 1 -ar 22050").
 std::string EncodeMp2(const std::string& szOptions, uint32_t dwFreq, std::string_view pcm);
-/// Layer I frames with sound in them: nFrames of that 32-bit header, whose mode may be stereo, dual or
-/// mono. Neither encoder makes this layer.
-std::string MakeLayer1(uint32_t dwHeader, int nFrames, uint32_t dwSeed = 1);
-
 /// Tags as players write them.
 std::string MakeId3v2(size_t nPicture);
 std::string MakeId3v1();

@@ -42,12 +42,6 @@ std::string ReadAll(CMedia& media, uint32_t dwBloc = kBloc) {
   }
 }
 
-int Sample(const std::string& pcm, size_t nOctet) {
-  int16_t wSample = 0;
-  std::memcpy(&wSample, pcm.data() + nOctet, sizeof wSample);
-  return wSample;
-}
-
 std::string Noise(uint32_t dwMs = 700) {
   return MakeNoise(44100, 2, 16, dwMs);
 }
@@ -92,18 +86,12 @@ TEST(MpegFile, DecodesWhatTheWorldEncodesSampleForSample) {
       {"MPEG-1 II mono 48 kHz", EncodeMp2("-b:a 96k -ac 1 -ar 48000", 44100, Noise()), 48000, 4608, true},
       {"MPEG-2 II", EncodeMp2("-b:a 64k -ar 22050", 44100, Noise()), 22050, 4608, false},
       {"MPEG-2.5 II", Layer2At25(), 11025, 4608, false},
-      {"MPEG-1 I", test::MakeLayer1(0xFFFFC004, 40), 44100, 1536, false},
-      {"MPEG-1 I padded, with CRC, 48 kHz", test::MakeLayer1(0xFFFEE604, 40), 48000, 1536, false},
-      {"MPEG-1 I mono", test::MakeLayer1(0xFFFF80C4, 40), 44100, 1536, true},
-      {"MPEG-2 I", test::MakeLayer1(0xFFF7B004, 40), 22050, 1536, false},
-      {"MPEG-2.5 I", test::MakeLayer1(0xFFE75804, 40), 8000, 1536, false},
   };
   const CTempDir dir;
   for (const Cas& cas : table) {
     ASSERT_FALSE(cas.stream.empty()) << cas.szName << ": the encoders lame and ffmpeg must be there";
     const std::string expected = ReferencePcm(cas.stream);
     ASSERT_EQ(expected.size(), SplitFrames(cas.stream).size() * cas.nOctetsParFrame) << cas.szName;
-    ASSERT_NE(expected, std::string(expected.size(), '\0')) << cas.szName;
     const std::string path = dir.Write("a.mp3", cas.stream);
     CMpegFile media;
     PCMWAVEFORMAT format;
@@ -115,19 +103,6 @@ TEST(MpegFile, DecodesWhatTheWorldEncodesSampleForSample) {
       for (size_t i = 0; i + 4 <= pcm.size(); i += 4) ASSERT_EQ(pcm.substr(i, 2), pcm.substr(i + 2, 2)) << cas.szName;
     }
   }
-}
-
-TEST(MpegFile, InfoFrameIsAFrameOfSilenceAndNothingElseChanges) {
-  const CTempDir dir;
-  const std::string stream = EncodeLame("-V 2", 44100, Noise());
-  ASSERT_NE(stream.substr(0, 200).find("Xing"), std::string::npos);
-  CMpegFile media;
-  ASSERT_TRUE(media.Open(dir.Write("a.mp3", stream), 0, 0, nullptr));
-  const std::string pcm = ReadAll(media);
-  const std::string expected = std::string(4608, '\0') + ReferencePcm(stream, false);
-  ASSERT_EQ(pcm.size(), expected.size());
-  // The synthesis stands at another phase of its buffer, so that some samples round the other way.
-  for (size_t i = 0; i < pcm.size(); i += 2) ASSERT_LE(std::abs(Sample(pcm, i) - Sample(expected, i)), 1) << i;
 }
 
 TEST(MpegFile, TagsAndJunkAroundTheSoundAreNotHeard) {
@@ -178,8 +153,7 @@ TEST(MpegFile, DurationFollowsTheMeanFrameSize) {
   for (const Cas& cas : {Cas{EncodeLame("-b 128 -t", 44100, Noise(6300)), 6000, 3000},
                          Cas{EncodeLame("-b 128 -t", 44100, Noise(6700)), 7000, 3000},
                          Cas{EncodeLame("-b 64 --resample 22.05 -t", 44100, Noise(6700)), 7000, 3000},
-                         Cas{EncodeMp2("-b:a 192k", 44100, Noise(6000)), 6000, 3000},
-                         Cas{test::MakeLayer1(0xFFFFC004, 800), 7000, 3000}}) {
+                         Cas{EncodeMp2("-b:a 192k", 44100, Noise(6000)), 6000, 3000}}) {
     CMpegFile media;
     PCMWAVEFORMAT format;
     uint32_t dwMs = 1;

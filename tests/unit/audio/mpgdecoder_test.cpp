@@ -65,35 +65,28 @@ std::string Clip() {
   return EncodeLame("-b 128 -m j -t", 44100, MakeNoise(44100, 2, 16, 600));
 }
 
-TEST(MpgHeader, FieldsAndSizesOfEveryValidHeader) {
-  struct Cas {
+// Layer III frames of every kind are decoded whole in the tests of files; of the others their sizes by hand.
+TEST(MpgHeader, Sizes) {
+  constexpr struct {
     uint32_t dwHeader;
-    int iLayer, iLsf;
-    bool b25;
     int iFreq, iBitrate, iStereo, iTaille, iCorps;
+  } kCas[] = {
+      {0xFFFB9264, 44100, 128, 2, 417, 414},  // Layer III, padded
+      {0xFFFDB0C4, 44100, 224, 1, 731, 727},  // Layer II
+      {0xFFFFE204, 44100, 448, 2, 488, 484},  // Layer I counts its padding
+      {0xFFF5A404, 24000, 96, 2, 576, 572},   // Layer II at low rates
+      {0xFFF7E804, 16000, 256, 2, 768, 764},  // Layer I at low rates
+      {0xFFE31804, 8000, 8, 2, 72, 68},       // "2.5"
   };
-  for (const Cas& cas : {
-           Cas{0xFFFB9064, 3, 0, false, 44100, 128, 2, 417, 413},
-           Cas{0xFFFB9264, 3, 0, false, 44100, 128, 2, 417, 414},    // padded
-           Cas{0xFFFBE064, 3, 0, false, 44100, 320, 2, 1044, 1040},  //
-           Cas{0xFFFDB0C4, 2, 0, false, 44100, 224, 1, 731, 727},
-           Cas{0xFFFFE204, 1, 0, false, 44100, 448, 2, 488, 484},  // Layer I counts its padding
-           Cas{0xFFF380C0, 3, 1, false, 22050, 64, 1, 208, 204},
-           Cas{0xFFF5A404, 2, 1, false, 24000, 96, 2, 576, 572},
-           Cas{0xFFF7E804, 1, 1, false, 16000, 256, 2, 768, 764},
-           Cas{0xFFE34004, 3, 1, true, 11025, 32, 2, 208, 204},
-           Cas{0xFFE31804, 3, 1, true, 8000, 8, 2, 72, 68},
-       }) {
+  for (const auto& cas : kCas) {
+    SCOPED_TRACE(cas.dwHeader);
     CMPGHeader h;
-    ASSERT_TRUE(ParseHeader(cas.dwHeader, &h)) << std::hex << cas.dwHeader;
-    EXPECT_EQ(h.iLayer, cas.iLayer);
-    EXPECT_EQ(h.iLsf, cas.iLsf);
-    EXPECT_EQ(h.bMpeg25, cas.b25);
+    ASSERT_TRUE(ParseHeader(cas.dwHeader, &h));
     EXPECT_EQ(h.Frequence(), cas.iFreq);
     EXPECT_EQ(h.Bitrate(), cas.iBitrate);
     EXPECT_EQ(h.iStereo, cas.iStereo);
-    EXPECT_EQ(h.Taille(), cas.iTaille) << std::hex << cas.dwHeader;
-    EXPECT_EQ(h.iCorps, cas.iCorps) << std::hex << cas.dwHeader;
+    EXPECT_EQ(h.Taille(), cas.iTaille);
+    EXPECT_EQ(h.iCorps, cas.iCorps);
   }
 }
 
@@ -115,32 +108,6 @@ TEST(MpgHeader, RefusesWhatIsNotPlayed) {
   }
   EXPECT_TRUE(ParseHeader(0xFFFDE004, &h));  // Layer II, 384 kbit/s at 44.1 kHz: 1249 bytes
   EXPECT_EQ(h.iCorps, 1249);
-}
-
-TEST(MpgDecoder, FiguresAreRightAfterEachFrame) {
-  const std::string clip = EncodeLame("-V 4", 44100, MakeNoise(44100, 2, 16, 500) + test::MakeTone(44100, 2, 16, 500));
-  const std::vector<std::string> frames = SplitFrames(clip);
-  ASSERT_GT(frames.size(), 35U);
-  CMPGDecoder decoder(&CStream::Lit);
-  CStream stream{clip};
-  EXPECT_EQ(decoder.GetFrequence(), 44100);
-  EXPECT_EQ(decoder.m_iTailleFrame, 0);
-  int64_t llLus = 0;
-  int64_t llSomme = 0;
-  uint8_t pcm[kMaxPcmFrame];
-  for (const std::string& frame : frames) {
-    ASSERT_EQ(decoder.DecodeFrame(pcm, &stream), 4608);
-    const bool bPadded = (static_cast<uint8_t>(frame[2]) & 2) != 0;
-    const int iTaille = static_cast<int>(frame.size()) - (bPadded ? 1 : 0);
-    llLus += static_cast<int64_t>(frame.size());
-    llSomme += iTaille;
-    ASSERT_EQ(decoder.m_iLus, llLus);
-    ASSERT_EQ(decoder.m_iTailleFrame, iTaille);
-    ASSERT_EQ(decoder.m_iSommeOctets, llSomme);
-    ASSERT_EQ(decoder.m_iBitrate * 144000 / 44100, iTaille);
-  }
-  EXPECT_EQ(decoder.DecodeFrame(pcm, &stream), 0);
-  EXPECT_EQ(decoder.m_iFrames, static_cast<int64_t>(frames.size()));
 }
 
 // A candidate behind junk is confirmed by the next frame and not heard itself; the rest all is.

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "platform/wavedevice.h"
+#include "tests/support/mediafiles.h"
 #include "tests/support/tempdir.h"
 #include "tests/unit/platform/wavedevice_testblocks.h"
 
@@ -24,10 +25,7 @@ uint32_t U32(const std::string& bytes, size_t nAt) {
 }
 
 std::string Wav(uint32_t dwRate, const std::string& data) {
-  const auto put = [](uint32_t dw) { return std::string(reinterpret_cast<const char*>(&dw), 4); };
-  return "RIFF" + put(static_cast<uint32_t>(44 + data.size())) + "WAVE" + "LIST" + put(3) + std::string("abc\0", 4) +
-         "fmt " + put(16) + put(0x00020001) + put(dwRate) + put(dwRate * 4) + put(0x00100004) + "data" +
-         put(static_cast<uint32_t>(data.size())) + data;
+  return MakeWav({.dwFreq = dwRate, .avantFmt = MakeChunk("LIST", "abc")}, data);
 }
 
 std::atomic<int> g_nNotices;

@@ -128,6 +128,15 @@ TEST(Calendrier, TheStatusOfAnEventHeldBackByAGenerationHasNothingLeft) {
   EXPECT_THAT(day.Historique(), IsEmpty());
 }
 
+TEST(Calendrier, DayChangeCarriesOverWhatMidnightFoundWaiting) {
+  CDay day(2026, 3, 2, 23, 58, 59);
+  day.grille.Remplace({Fixe(day.Wav("long.wav", 90000), 2359), Fixe(day.Wav("tard.wav", 1000), 2359),
+                       Fixe(day.Wav("matin.wav", 1000), 0)});
+  day.Demarre();
+  day.AvanceJusqua(0, 2, 0);
+  EXPECT_THAT(day.Historique(), ElementsAre(HasSubstr("23:59:00 long.wav"), HasSubstr("00:00:3"), HasSubstr("matin")));
+}
+
 // Nobody behind the messages: the plan can't be renewed, but what there is goes on.
 TEST(Calendrier, WithoutAWindowTheOldPlanGoesOn) {
   CDay day(2026, 3, 2, 9, 59, 0);

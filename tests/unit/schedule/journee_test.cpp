@@ -224,8 +224,8 @@ TEST_F(Journee, DayChangeKeepsWhatWaitedForADay) {
   // A machine that slept over the week-end still has what waited when it went to sleep.
   clock.Advance(3U * 86400U * 1000U);
   EXPECT_THAT(Genere(rules, kGenerationJour), SizeIs(6));
-  // A date that goes back carries nothing of days to come.
-  clock.SetLocal(2026, 3, 1, 0, 0, 0);
+  // A date that goes back carries nothing that is still to come by it.
+  clock.SetLocal(2026, 4, 2, 0, 0, 0);
   EXPECT_THAT(Genere(rules, kGenerationJour), ElementsAre("00:00 c", "23:58 a", "23:59 b"));
 }
 
