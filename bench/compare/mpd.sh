@@ -14,67 +14,25 @@
 #
 #   bench/compare/mpd.sh [PROGRAM] [RUNS]
 set -euo pipefail
-root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
-program="${1:-$root/build/release/app/tonara}"
-runs="${2:-3}"
-seconds=60
+# shellcheck source=bench/compare/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 settle=10
+needs mpd mpc python3
 
-for tool in mpd mpc python3; do
-  command -v "$tool" >/dev/null || { echo "mpd.sh: $tool is missing" >&2; exit 1; }
-done
-[[ -x "$program" ]] || { echo "mpd.sh: no program at $program; build it first" >&2; exit 1; }
-
-tmp="$(mktemp -d)"
-pids=()
-cleanup() {
-  ((${#pids[@]} == 0)) || kill "${pids[@]}" 2>/dev/null || true
-  wait 2>/dev/null || true
-  rm -rf "$tmp"
-}
-trap cleanup EXIT
-
-# Nanoseconds of CPU time of a process so far, ended threads included: its CPU clock, which every
-# process may read (clock_getcpuclockid). The ticks of /proc/PID/stat are too coarse here.
-cpu() { python3 -c 'import sys, time; print(time.clock_gettime_ns(~int(sys.argv[1]) << 3 | 2))' "$1"; }
-minute() { awk -v a="$1" -v b="$2" -v s="$seconds" 'BEGIN {printf "%.3f", (b - a) / 1e9 * 60 / s}'; }
-median() { sort -n | awk '{v[NR] = $1} END {print v[int((NR + 1) / 2)]}'; }
-
-mkdir -p "$tmp/music" "$tmp/lists" "$tmp/start" "$tmp/runtime"
-chmod 700 "$tmp/runtime"
+mkdir -p "$tmp/music"
 cp "$root/data/Demo/Loop.wav" "$tmp/music/loop.wav"
 cp "$root/data/Demo/tonara.mp3" "$tmp/music/message.mp3"
-cat >"$tmp/mpd.conf" <<CONF
-music_directory "$tmp/music"
-playlist_directory "$tmp/lists"
-db_file "$tmp/mpd.db"
-state_file "$tmp/mpd.state"
-log_file "$tmp/mpd.log"
-bind_to_address "$tmp/mpd.socket"
-audio_output {
-  type "null"
-  name "null"
-  sync "yes"
-  format "44100:16:2"
-}
-audio_output_format "44100:16:2"
-CONF
+mpd_conf
 
 mpd_run() {
-  export MPD_HOST="$tmp/mpd.socket"
-  mpd --no-daemon "$tmp/mpd.conf" >"$tmp/mpd.out" 2>&1 &
-  local pid=$!
-  pids=("$pid")
-  until [[ -S "$tmp/mpd.socket" ]] && mpc -q status 2>/dev/null; do sleep 0.1; done
-  mpc -q --wait update
-  mpc -q clear
+  local before
+  mpd_start
   mpc -q add loop.wav
   mpc -q add message.mp3
   mpc -q repeat on
   mpc -q single on
   mpc -q play 1
   sleep "$settle"
-  local before
   before="$(cpu "$pid")"
   sleep $((seconds / 2))
   mpc -q single off
@@ -83,10 +41,7 @@ mpd_run() {
   mpc -q single on
   sleep $((seconds - seconds / 2 - 12))
   minute "$before" "$(cpu "$pid")"
-  [[ "$(mpc status '%state%')" == playing ]] || { echo "mpd stopped playing; see $tmp/mpd.log" >&2; exit 1; }
-  kill "$pid"
-  wait "$pid" 2>/dev/null || true
-  pids=()
+  mpd_stop
 }
 
 # One message a minute: the minute begins in the middle of the measured one.
@@ -104,34 +59,18 @@ TimeFrequency=1
 TimeBegin=0
 TimeEnd=2359
 INI
-  local second
+  local second before
   second="$(date +%S)"
   sleep $(((60 + 60 - seconds / 2 - settle - 10#$second) % 60))
-  (cd "$tmp/start" && XDG_RUNTIME_DIR="$tmp/runtime" TONARA_AUDIO=null QT_QPA_PLATFORM=offscreen exec "$program") \
-    >"$tmp/tonara.out" 2>&1 &
-  local pid=$! before status=0
-  pids=("$pid")
+  tonara_start
   sleep "$settle"
   before="$(cpu "$pid")"
   sleep "$seconds"
   minute "$before" "$(cpu "$pid")"
-  kill -TERM "$pid"
-  wait "$pid" || status=$?
-  pids=()
-  # The program's result of a normal run is 1.
-  [[ "$status" == 1 ]] || { echo "tonara ended with $status" >&2; cat "$tmp/tonara.out" >&2; exit 1; }
+  tonara_stop
   [[ "$(grep -c 'tonara.mp3' "$tmp/start/Historique.txt")" == 1 ]] ||
     { echo "tonara did not play its message once:" >&2; cat "$tmp/start/Historique.txt" >&2; exit 1; }
 }
 
 echo "CPU seconds per minute, $runs runs each ($(mpd --version | head -n 1))"
-: >"$tmp/tonara.all"
-: >"$tmp/mpd.all"
-for ((run = 1; run <= runs; run++)); do
-  ours="$(tonara_run)"
-  theirs="$(mpd_run)"
-  echo "$ours" >>"$tmp/tonara.all"
-  echo "$theirs" >>"$tmp/mpd.all"
-  echo "run $run: tonara $ours, mpd $theirs"
-done
-echo "median: tonara $(median <"$tmp/tonara.all"), mpd $(median <"$tmp/mpd.all")"
+compare tonara mpd
