@@ -24,6 +24,10 @@ constexpr uint32_t kAvanceMs = 2000;
 // enough not to click.
 constexpr uint32_t kChasseMs = 400;
 constexpr float kChasseDb = -120.0F;
+// Behind so many refusals in a row, a minute of them, and all of the list twice, one file in five rounds is tried: each
+// attempt leaves lines in the log, and there may be nothing to play for weeks.
+constexpr int kRefusLent = 240;
+constexpr uint64_t kRondesLentes = 5;
 constexpr char kGroupe[] = "MUSIQUE";
 constexpr char kSection[] = "AudioPlaylist";
 
@@ -175,6 +179,7 @@ void CAudioPlaylistProgram::RondeLocked() {
     return;
   }
   ChangementLocked();
+  const bool bLent = m_nRefus > std::max(2 * m_Liste.GetNombre(), kRefusLent);
   Essai eEssai = Essai::Joue;
   // A track that starts in this round is not looked at before the next one.
   const int iCourant = m_iCourant;
@@ -191,10 +196,11 @@ void CAudioPlaylistProgram::RondeLocked() {
     }
     const uint32_t dwSeuil = m_bFondus ? DUREE_FONDU : 0;
     if (dwReste < dwSeuil + kAvanceMs && m_Liste.GetNombre() == 0 && m_Liste.Charger()) m_bChange = false;
+    if (bLent && m_llRonde % kRondesLentes != 0) continue;
     if (m_bFondus ? dwReste < DUREE_FONDU : !bPos) eEssai = SuivantLocked(dwReste);
   }
   // One more file at once behind one that doesn't play, then the next round has its turn.
-  if (eEssai == Essai::Refuse) SuivantLocked(0);
+  if (eEssai == Essai::Refuse && !bLent) SuivantLocked(0);
 }
 
 // Empties a list that is older than the folder. Not while a scan runs, which would then bring only
@@ -205,6 +211,7 @@ void CAudioPlaylistProgram::ChangementLocked() {
   if (!m_bChange || m_bAttend || !m_Liste.IsCharge()) return;
   m_Liste.Vider();
   m_bChange = false;
+  m_nRefus = 0;
 }
 
 // Starts the next track; dwReste is what the present one has left, 0 without one. The present one is

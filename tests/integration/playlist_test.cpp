@@ -14,6 +14,7 @@
 #include "programmes/audioplaylistprogram.h"
 #include "schedule/event.h"
 #include "tests/integration/musicshop.h"
+#include "tests/support/testlog.h"
 
 namespace tonara::test {
 namespace {
@@ -325,11 +326,15 @@ TEST_F(Playlist, DamagedFilesAmongGoodOnesAreStepped) {
   EXPECT_GE(Compte("/6.wav"), 1);
 }
 
-TEST_F(Playlist, NothingPlayableDoesNotFillTheHistoryAndAGoodFileIsHeard) {
+TEST_F(Playlist, NothingPlayableFillsNeitherHistoryNorLogAndAGoodFileIsHeard) {
+  const CTestLog log(shop.dir);
   for (int i = 0; i < 4; ++i) shop.dir.Write("m/x" + std::to_string(i) + ".wav", "rien");
   Ouvre(true);
   shop.Avance(300000);
   EXPECT_LE(Joues().size(), 8U);
+  // A minute of them at four a second, then one in 2.5 s.
+  EXPECT_GE(log.Count("Play Fichier"), 300);
+  EXPECT_LE(log.Count("Play Fichier"), 450);
   const uint64_t llAvant = shop.llMs;
   Change([&] { Ecrit("bon.wav", 8000, 30000); });
   shop.Avance(10000);
