@@ -115,7 +115,7 @@ void CApplication::Start(uint64_t llLancementMs) {
   g_Calendrier.SetMessagesActifs(g_Appcfg.MessagesActifs);
 
   m_pFenetre->setWindowTitle(QLatin1String(kTitre));
-  m_pFenetre->move(g_Appcfg.PosMain_Left, g_Appcfg.PosMain_Top);
+  m_pPlace = std::make_unique<CWindowPlace>(*m_pFenetre, QPoint(g_Appcfg.PosMain_Left, g_Appcfg.PosMain_Top));
   m_pFenetre->CreeBulles();
   m_pFenetre->Rafraichit();
   PostMsg(g_hMainWnd, kMsgDemarreProgrammes, 0, 0);
@@ -208,9 +208,11 @@ void CApplication::Stop(bool bSansAffichage) {
   if (bSansAffichage) {
     [[maybe_unused]] CMainWindow* pAbandonnee = m_pFenetre.release();
   } else if (m_pFenetre->isVisible() && PositionConnue()) {
-    g_Appcfg.PosMain_Left = m_pFenetre->x();
-    g_Appcfg.PosMain_Top = m_pFenetre->y();
+    const QPoint coin = m_pPlace->Coin();
+    g_Appcfg.PosMain_Left = coin.x();
+    g_Appcfg.PosMain_Top = coin.y();
   }
+  m_pPlace.reset();
   m_pFenetre.reset();
   SetMsgConnector({});
   g_pWarning = nullptr;

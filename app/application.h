@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "app/qtmessagesink.h"
+#include "app/windowplace.h"
 #include "core/warning.h"
 #include "platform/clock.h"
 #include "ui/mainwindow.h"
@@ -43,6 +44,7 @@ class CApplication final : public QObject {
   std::unique_ptr<CQtMessageSink> m_pMessages;
   std::unique_ptr<CWarning> m_pWarning;
   std::unique_ptr<CMainWindow> m_pFenetre;
+  std::unique_ptr<CWindowPlace> m_pPlace;
   QTimer m_timerAffichage;  // 1
   QTimer m_timerJour;       // 3
   QTimer m_timerNiveaux;    // 4

@@ -98,8 +98,12 @@ bool CAffichage::Demarre() {
   if (szNumero.empty()) return false;
   m_szNom = ":" + szNumero;
   m_pidFenetres = Lance({"setpriv", "--pdeathsig", "KILL", "openbox"}, Environnement(), -1, 0);
-  // The number of desktops is the window manager's to tell.
-  return m_pidFenetres > 0 && Jusque(kDelai, [this] { return !Commande({"get_num_desktops"}).empty(); });
+  // Windows that are shown while the window manager begins can be lost. Once it does what it is asked,
+  // its loop runs.
+  return m_pidFenetres > 0 && Jusque(kDelai, [this] {
+           Commande({"set_num_desktops", "2"});
+           return Commande({"get_num_desktops"}) == "2";
+         });
 }
 
 std::string CAffichage::Commande(std::vector<std::string> vArguments) const {

@@ -139,6 +139,31 @@ TEST_F(WindowTest, RuleAddedByHandSoundsAtItsMinute) {
   EXPECT_LT(fEntendu, 0.700);
 }
 
+TEST_F(WindowTest, ComesBackWhereItStood) {
+  const auto place = [this] {
+    return Affichage().Commande({"getwindowgeometry", "--shell", Affichage().Fenetre(kPrincipale)});
+  };
+  const auto ligne = [](const std::string& szTexte, const std::string& szCle) {
+    const size_t n = szTexte.find(szCle);
+    return n == std::string::npos ? "" : szTexte.substr(n, szTexte.find('\n', n) - n);
+  };
+  Dir().Write("Regles.ini", "");  // the rules of a first start would bring up a box, their files being absent
+  ASSERT_NO_FATAL_FAILURE(Lance());
+  Affichage().Commande({"windowmove", "--sync", Affichage().Fenetre(kPrincipale), "333", "222"});
+  const std::string szPlace = place();
+  for (int nTour = 0; nTour < 2; ++nTour) {
+    Programme().Signal(SIGTERM);
+    ASSERT_EQ(Programme().Resultat(2.0), 1);
+    ASSERT_NO_FATAL_FAILURE(Lance());
+    // Its frame comes a moment after it, and must not push it away.
+    for (const char* szCle : {"X=", "Y="}) {
+      EXPECT_TRUE(Programme().Attend(kDelai, [&] { return ligne(place(), szCle) == ligne(szPlace, szCle); }))
+          << szPlace << "\n"
+          << place();
+    }
+  }
+}
+
 // --- Closing, whatever is open or under way ---
 
 constexpr int kNbDossiers = 4000;
