@@ -1,7 +1,6 @@
 #include "platform/wavedevice_pulsein.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -16,27 +15,17 @@ constexpr int64_t kRenewNs = 5'000'000'000;
 constexpr uint32_t kPieceMs = 50;
 constexpr uint32_t kKeepMs = 1000;
 
-uint32_t BytesOf(const pa_sample_spec& spec, uint32_t dwMs) {
-  return static_cast<uint32_t>(uint64_t{spec.rate} * dwMs / 1000 * pa_frame_size(&spec));
-}
-
 }  // namespace
 
 std::unique_ptr<CPulseIn> CPulseIn::Open(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target,
                                          const PCMWAVEFORMAT& format, WaveCallback fnDone, int64_t llUntilNs,
                                          std::string* pError) {
-  pa_sample_spec spec{};
-  pa_channel_map map{};
-  if (!IsWaveFormatUsable(format, pError) || !MakePulseSpec(format, &spec, &map, pError)) return nullptr;
-  if (pLink->WaitUp(llUntilNs, pError) == CPulseLink::Answer::Refused) return nullptr;
-  std::unique_ptr<CPulseIn> pIn(new CPulseIn(std::move(pLink), target, spec, map, fnDone));
-  if (!pIn->WaitOpen(llUntilNs, pError)) return nullptr;
-  return pIn;
+  return OpenDevice<CPulseIn>(std::move(pLink), target, format, fnDone, llUntilNs, pError);
 }
 
 CPulseIn::CPulseIn(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target, const pa_sample_spec& spec,
                    const pa_channel_map& map, WaveCallback fnDone)
-    : m_pLink(std::move(pLink)), m_target(target), m_spec(spec), m_map(map), m_fnDone(fnDone) {
+    : CPulseStream(std::move(pLink), target, spec, map), m_fnDone(fnDone) {
   CPulseGuard guard(*m_pLink);
   m_pLink->Add(this);
   TryOpenLocked();
@@ -51,28 +40,6 @@ CPulseIn::~CPulseIn() {
   CPulseIn::Reset();
 }
 
-bool CPulseIn::WaitOpen(int64_t llUntilNs, std::string* pError) {
-  {
-    CPulseGuard guard(*m_pLink);
-    if (m_pStream == nullptr && m_eOpening == Opening::Pending) return true;
-  }
-  const std::chrono::steady_clock::time_point until{std::chrono::nanoseconds(llUntilNs)};
-  std::unique_lock lock(m_openMutex);
-  m_openCv.wait_until(lock, until, [this] { return m_eOpening != Opening::Pending; });
-  if (m_eOpening != Opening::Refused) return true;
-  if (pError != nullptr) *pError = m_szOpenError;
-  return false;
-}
-
-void CPulseIn::SetOpening(Opening eOpening, const char* szError) {
-  {
-    std::lock_guard lock(m_openMutex);
-    m_eOpening = eOpening;
-    m_szOpenError = szError;
-  }
-  m_openCv.notify_all();
-}
-
 bool CPulseIn::AddBuffer(WaveHeader* pHeader) {
   CPulseGuard guard(*m_pLink);
   pHeader->dwRecorded = 0;
@@ -84,12 +51,7 @@ bool CPulseIn::Start() {
   CPulseGuard guard(*m_pLink);
   if (m_bRunning) return true;
   m_bRunning = true;
-  if (IsReadyLocked()) {
-    pa_operation* pOperation = pa_stream_cork(m_pStream, 0, nullptr, nullptr);
-    if (pOperation != nullptr) pa_operation_unref(pOperation);
-  } else {
-    m_pLink->RequestTick();
-  }
+  if (!CorkLocked(false)) m_pLink->RequestTick();
   return true;
 }
 
@@ -99,17 +61,10 @@ bool CPulseIn::Reset() {
     CPulseGuard guard(*m_pLink);
     m_bRunning = false;
     queue.swap(m_queue);
-    if (IsReadyLocked()) {
-      pa_operation* pOperation = pa_stream_cork(m_pStream, 1, nullptr, nullptr);
-      if (pOperation != nullptr) pa_operation_unref(pOperation);
-    }
+    CorkLocked(true);
   }
   for (WaveHeader* pHeader : queue) m_fnDone(pHeader);
   return true;
-}
-
-bool CPulseIn::IsReadyLocked() const {
-  return m_pStream != nullptr && m_pLink->Context() != nullptr && pa_stream_get_state(m_pStream) == PA_STREAM_READY;
 }
 
 void CPulseIn::TryOpenLocked() {
@@ -129,9 +84,9 @@ void CPulseIn::TryOpenLocked() {
   pa_stream_set_read_callback(
       pStream, [](pa_stream*, size_t, void* pUser) { static_cast<CPulseIn*>(pUser)->ReadLocked(); }, this);
   pa_buffer_attr attributes{};
-  attributes.maxlength = BytesOf(m_spec, kKeepMs);
+  attributes.maxlength = BytesOf(kKeepMs);
   attributes.tlength = attributes.prebuf = attributes.minreq = static_cast<uint32_t>(-1);
-  attributes.fragsize = BytesOf(m_spec, kPieceMs);
+  attributes.fragsize = BytesOf(kPieceMs);
   unsigned uFlags = PA_STREAM_ADJUST_LATENCY;
   if (!m_bRunning) uFlags |= PA_STREAM_START_CORKED;
   if (m_target.bNamed) uFlags |= PA_STREAM_DONT_MOVE;
@@ -170,21 +125,12 @@ void CPulseIn::OnServerLost() {
   TellLostLocked();
 }
 
-void CPulseIn::TellLostLocked() {
-  if (m_bLostTold) return;
-  m_bLostTold = true;
-  NotifyWave("Périphérique audio perdu : " + m_target.szLabel);
-}
-
 void CPulseIn::ReadLocked() {
   while (m_pStream != nullptr) {
     const void* pData = nullptr;
     size_t nLength = 0;
     if (pa_stream_peek(m_pStream, &pData, &nLength) < 0 || nLength == 0) return;
-    if (m_bLostTold) {
-      m_bLostTold = false;
-      NotifyWave("Périphérique audio retrouvé : " + m_target.szLabel);
-    }
+    TellFoundLocked();
     if (m_bRunning) FillLocked(static_cast<const uint8_t*>(pData), nLength);
     pa_stream_drop(m_pStream);
   }

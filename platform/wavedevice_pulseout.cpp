@@ -1,7 +1,6 @@
 #include "platform/wavedevice_pulseout.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "platform/wavedevice_backends.h"
@@ -32,36 +31,19 @@ constexpr uint64_t kWindowSec = 10;
 constexpr int64_t kYoungNs = 1000 * kMs;
 constexpr uint32_t kMaxGraceMs = 6400;
 
-uint32_t BytesOf(const pa_sample_spec& spec, uint32_t dwMs) {
-  return static_cast<uint32_t>(uint64_t{spec.rate} * dwMs / 1000 * pa_frame_size(&spec));
-}
-
-void Unref(pa_operation* pOperation) {
-  if (pOperation != nullptr) pa_operation_unref(pOperation);
-}
-
 }  // namespace
 
 std::unique_ptr<CPulseOut> CPulseOut::Open(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target,
                                            const PCMWAVEFORMAT& format, WaveCallback fnDone, int64_t llUntilNs,
                                            std::string* pError) {
-  pa_sample_spec spec{};
-  pa_channel_map map{};
-  if (!IsWaveFormatUsable(format, pError) || !MakePulseSpec(format, &spec, &map, pError)) return nullptr;
-  if (pLink->WaitUp(llUntilNs, pError) == CPulseLink::Answer::Refused) return nullptr;
-  std::unique_ptr<CPulseOut> pOut(new CPulseOut(std::move(pLink), target, spec, map, fnDone));
-  if (!pOut->WaitOpen(llUntilNs, pError)) return nullptr;
-  return pOut;
+  return OpenDevice<CPulseOut>(std::move(pLink), target, format, fnDone, llUntilNs, pError);
 }
 
 CPulseOut::CPulseOut(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target, const pa_sample_spec& spec,
                      const pa_channel_map& map, WaveCallback fnDone)
-    : m_pLink(std::move(pLink)),
-      m_target(target),
-      m_spec(spec),
-      m_map(map),
+    : CPulseStream(std::move(pLink), target, spec, map),
       m_dwFrame(static_cast<uint32_t>(pa_frame_size(&spec))),
-      m_dwTarget(BytesOf(spec, kTargetMs)),
+      m_dwTarget(BytesOf(kTargetMs)),
       m_queue(fnDone, static_cast<uint16_t>(m_dwFrame)),
       m_pace(spec.rate * m_dwFrame),
       m_allowance(spec.rate * m_dwFrame) {
@@ -93,28 +75,6 @@ CPulseOut::~CPulseOut() {
   m_queue.GiveBack();
 }
 
-bool CPulseOut::WaitOpen(int64_t llUntilNs, std::string* pError) {
-  {
-    CPulseGuard guard(*m_pLink);
-    if (m_pStream == nullptr && m_eOpening == Opening::Pending) return true;  // absent: nothing to wait for
-  }
-  const std::chrono::steady_clock::time_point until{std::chrono::nanoseconds(llUntilNs)};
-  std::unique_lock lock(m_openMutex);
-  m_openCv.wait_until(lock, until, [this] { return m_eOpening != Opening::Pending; });
-  if (m_eOpening != Opening::Refused) return true;
-  if (pError != nullptr) *pError = m_szOpenError;
-  return false;
-}
-
-void CPulseOut::SetOpening(Opening eOpening, const char* szError) {
-  {
-    std::lock_guard lock(m_openMutex);
-    m_eOpening = eOpening;
-    m_szOpenError = szError;
-  }
-  m_openCv.notify_all();
-}
-
 bool CPulseOut::Write(WaveHeader* pHeader) {
   m_queue.Push(pHeader);
   if (m_bHungry.load()) m_pTimer->Kick();
@@ -127,7 +87,7 @@ bool CPulseOut::Pause() {
   m_bRunning = false;
   m_llPausedAt = WaveNowNs();
   m_pTimer->Disarm();
-  if (IsReadyLocked()) Unref(pa_stream_cork(m_pStream, 1, nullptr, nullptr));
+  CorkLocked(true);
   return true;
 }
 
@@ -137,8 +97,7 @@ bool CPulseOut::Restart() {
   const int64_t llNow = WaveNowNs();
   m_bRunning = true;
   m_pace.Shift(llNow - m_llPausedAt);
-  if (IsReadyLocked()) {
-    Unref(pa_stream_cork(m_pStream, 0, nullptr, nullptr));
+  if (CorkLocked(false)) {
     m_allowance.Shift(llNow - m_llPausedAt);
     AliveLocked(llNow);
   } else if (!m_bLostTold) {
@@ -189,10 +148,6 @@ pa_cvolume CPulseOut::VolumeLocked() const {
   pa_cvolume_set(&volume, m_spec.channels, pa_sw_volume_from_linear((m_dwVolume & 0xFFFFu) / 65535.0));
   if (m_spec.channels == 2) volume.values[1] = pa_sw_volume_from_linear((m_dwVolume >> 16) / 65535.0);
   return volume;
-}
-
-bool CPulseOut::IsReadyLocked() const {
-  return m_pStream != nullptr && m_pLink->Context() != nullptr && pa_stream_get_state(m_pStream) == PA_STREAM_READY;
 }
 
 bool CPulseOut::WantsPastLocked() const {
@@ -254,7 +209,7 @@ uint64_t CPulseOut::AllowedLocked(int64_t llNow) {
   // A sink that begins fills its own buffer at once; how much that is, it shows in its first second.
   const bool bYoung = IsYoungLocked(llNow);
   if (bYoung && m_llUsed > llTime) m_llLead = std::max(m_llLead, m_llUsed - llTime);
-  const uint64_t llLead = std::max<uint64_t>(m_llLead, m_dwTarget) + (bYoung ? BytesOf(m_spec, m_dwGraceMs) : 0);
+  const uint64_t llLead = std::max<uint64_t>(m_llLead, m_dwTarget) + (bYoung ? BytesOf(m_dwGraceMs) : 0);
   const uint64_t llMost = llLead + m_dwTarget / 4 + llTime + llTime / 50;
   const uint64_t llLeft = llMost > m_llUsed ? llMost - m_llUsed : 0;
   return llLeft - llLeft % m_dwFrame;
@@ -300,10 +255,7 @@ void CPulseOut::PumpLocked() {
       m_llUsed += llTaken;
       m_llLastHand = llNow;
       // The first fill proves nothing; only a sink that plays asks again.
-      if (bBegun && m_bLostTold) {
-        m_bLostTold = false;
-        NotifyWave("Périphérique audio retrouvé : " + m_target.szLabel);
-      }
+      if (bBegun) TellFoundLocked();
     }
     if (llTaken >= llGive) {
       m_bHungry = false;
@@ -326,7 +278,7 @@ bool CPulseOut::HandOverLocked(const uint8_t* pData, uint32_t dwLength) {
 }
 
 void CPulseOut::ClockLocked(int64_t llNow) {
-  if (m_llTellAt != 0 && llNow >= m_llTellAt) TellLostLocked();
+  if (m_llTellAt != 0 && llNow >= m_llTellAt) LostLocked();
   for (;;) {
     uint32_t dwLeft = 0;
     if (!m_queue.Front(&dwLeft)) {
@@ -347,11 +299,9 @@ void CPulseOut::ClockLocked(int64_t llNow) {
   }
 }
 
-void CPulseOut::TellLostLocked() {
+void CPulseOut::LostLocked() {
   m_llTellAt = 0;
-  if (m_bLostTold) return;
-  m_bLostTold = true;
-  NotifyWave("Périphérique audio perdu : " + m_target.szLabel);
+  TellLostLocked();
 }
 
 void CPulseOut::TryOpenLocked() {
@@ -385,9 +335,9 @@ pa_stream* CPulseOut::NewStreamLocked() {
       this);
   pa_buffer_attr attributes{};
   attributes.maxlength = static_cast<uint32_t>(-1);
-  attributes.tlength = BytesOf(m_spec, kTargetMs);
+  attributes.tlength = BytesOf(kTargetMs);
   attributes.prebuf = 0;
-  attributes.minreq = BytesOf(m_spec, kRequestMs);
+  attributes.minreq = BytesOf(kRequestMs);
   attributes.fragsize = static_cast<uint32_t>(-1);
   unsigned uFlags = PA_STREAM_START_CORKED;
   if (m_target.bNamed) uFlags |= PA_STREAM_DONT_MOVE;
@@ -419,7 +369,7 @@ void CPulseOut::StreamStateLocked(pa_stream* pStream) {
     if (pGranted != nullptr && pGranted->tlength > 0) m_dwTarget = pGranted->tlength;
     SetOpening(Opening::Ready, "");
     if (!m_bRunning) return;
-    Unref(pa_stream_cork(m_pStream, 0, nullptr, nullptr));
+    CorkLocked(false);
     AliveLocked(WaveNowNs());
     PumpLocked();
   }
@@ -442,7 +392,7 @@ void CPulseOut::StreamFailedLocked(pa_stream* pStream) {
   }
   SetOpening(Opening::Ready, "");
   StallLocked();
-  if (bWasOpen) TellLostLocked();
+  if (bWasOpen) LostLocked();
   m_llHanded = 0;
   if (bWasOpen) TryOpenLocked();  // a stream that never was waits for the next tick
 }
@@ -452,7 +402,7 @@ void CPulseOut::OnServerLost() {
   const bool bHad = m_pStream != nullptr;
   CPulseLink::Drop(std::exchange(m_pStream, nullptr));
   StallLocked();
-  if (bHad) TellLostLocked();
+  if (bHad) LostLocked();
   m_llHanded = 0;
 }
 

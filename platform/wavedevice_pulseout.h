@@ -2,14 +2,12 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "platform/wavedevice.h"
-#include "platform/wavedevice_pulse.h"
+#include "platform/wavedevice_pulsestream.h"
 #include "platform/wavedevice_queue.h"
 
 namespace tonara {
@@ -18,10 +16,9 @@ namespace tonara {
 /// a block is finished when its last byte has been handed over. Without a request for 300 ms it goes
 /// over to the clock: bytes are dropped at the rate at which they would have sounded, until a stream
 /// asks again. All its work is done on the link's thread; callbacks come from there.
-class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
+class CPulseOut final : public CWaveOutDevice, private CPulseStream {
  public:
-  /// Null with *pError if the server refuses. Waits for the server until the deadline, no longer; a
-  /// server or device that hasn't answered by then is absent.
+  /// As CPulseStream::OpenDevice.
   static std::unique_ptr<CPulseOut> Open(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target,
                                          const PCMWAVEFORMAT& format, WaveCallback fnDone, int64_t llUntilNs,
                                          std::string* pError);
@@ -36,43 +33,32 @@ class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
   [[nodiscard]] std::string ErrorText() const override { return {}; }
 
  private:
-  enum class Opening { Pending, Ready, Refused };
-
+  friend CPulseStream;
   CPulseOut(std::shared_ptr<CPulseLink> pLink, const PulseTarget& target, const pa_sample_spec& spec,
             const pa_channel_map& map, WaveCallback fnDone);
-  bool WaitOpen(int64_t llUntilNs, std::string* pError);
 
   // On the link's thread, or with libpulse's lock held:
-  void OnServerUp() override { TryOpenLocked(); }
   void OnServerLost() override;
-  void OnDevices() override { TryOpenLocked(); }
-  void OnTick() override { TryOpenLocked(); }
   void ServiceLocked();
   void WatchLocked(int64_t llNow);
   void PumpLocked();
   bool HandOverLocked(const uint8_t* pData, uint32_t dwLength);
   void ClockLocked(int64_t llNow);
-  void TryOpenLocked();
+  void TryOpenLocked() override;
   pa_stream* NewStreamLocked();
   void StreamStateLocked(pa_stream* pStream);
   void StreamFailedLocked(pa_stream* pStream);
   void StreamRequestLocked(pa_stream* pStream);
   void AliveLocked(int64_t llNow);
   void StallLocked();
+  void LostLocked();
   /// Bytes that may be handed over now without getting ahead of time by more than the buffer.
   uint64_t AllowedLocked(int64_t llNow);
   [[nodiscard]] bool IsYoungLocked(int64_t llNow) const;
-  void TellLostLocked();
-  void SetOpening(Opening eOpening, const char* szError);
-  [[nodiscard]] bool IsReadyLocked() const;
   /// The server has played on without us by more than its buffer and asks for what it missed.
   [[nodiscard]] bool WantsPastLocked() const;
   [[nodiscard]] pa_cvolume VolumeLocked() const;
 
-  const std::shared_ptr<CPulseLink> m_pLink;
-  PulseTarget m_target;
-  const pa_sample_spec m_spec;
-  const pa_channel_map m_map;
   const uint32_t m_dwFrame;
   uint32_t m_dwTarget;  ///< bytes that the server holds when its buffer is full
   CWaveQueue m_queue;
@@ -81,12 +67,8 @@ class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
   std::unique_ptr<CPulseTimer> m_pTimer;
 
   // Under libpulse's lock.
-  pa_stream* m_pStream = nullptr;  ///< the one that sounds, or may yet
-  pa_stream* m_pNext = nullptr;    ///< to take over from a stalled one, which keeps the sink awake till then
-  int64_t m_llStreamAt = 0;        ///< when the younger of the two was made
-  bool m_bRunning = false;
-  bool m_bAlive = false;     ///< the server's requests set the pace, not the clock
-  bool m_bLostTold = false;  ///< between the notice of a loss and that of the return
+  pa_stream* m_pNext = nullptr;  ///< to take over from a stalled one, which keeps the sink awake till then
+  bool m_bAlive = false;         ///< the server's requests set the pace, not the clock
   bool m_bRefusalTold = false;
   uint64_t m_llHanded = 0;   ///< bytes handed to m_pStream
   int64_t m_llLastHand = 0;  ///< when
@@ -101,11 +83,6 @@ class CPulseOut final : public CWaveOutDevice, private CPulseLink::CClient {
   uint32_t m_dwGraceMs = 400;
   uint32_t m_dwVolume = 0xFFFFFFFFu;
   bool m_bVolumeSet = false;
-
-  std::mutex m_openMutex;
-  std::condition_variable m_openCv;
-  Opening m_eOpening = Opening::Pending;
-  std::string m_szOpenError;
 };
 
 }  // namespace tonara
