@@ -1,5 +1,6 @@
 // The line input against the output's clock, and recordings as other programs read them.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -178,6 +179,7 @@ TEST(Enregistrement, KilledInTheMiddleLeavesFilesThatOtherProgramsOpen) {
   const pid_t pid = fork();
   ASSERT_GE(pid, 0);
   if (pid == 0) {
+    umask(022);
     CFakeWave wave;
     CWaveRecorder rec(44100, 2, 16);
     rec.SetSansThread();
@@ -198,6 +200,9 @@ TEST(Enregistrement, KilledInTheMiddleLeavesFilesThatOtherProgramsOpen) {
   ASSERT_EQ(waitpid(pid, &nEtat, 0), pid);
   ASSERT_TRUE(WIFSIGNALED(nEtat)) << WEXITSTATUS(nEtat);
 
+  struct stat st {};
+  ASSERT_EQ(stat((dir / "antenne_01.wav").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0644U);
   if (Sortie("sox --version").empty()) GTEST_SKIP() << "no sox on this machine";
   const auto Trames = [&](const char* szNom) { return Sortie("soxi -s '" + dir / szNom + "' 2>&1"); };
   EXPECT_EQ(Trames("antenne.wav"), "88200\n");
