@@ -16,7 +16,6 @@ std::vector<int16_t> Samples16(std::string_view octets);
 /// One channel, on its own.
 std::vector<int16_t> Channel(std::span<const int16_t> samples, int nChannels, int nChannel);
 
-
 /// Peak level of the tone of that frequency in one channel's samples (Goertzel's algorithm), dB. The
 /// window should hold whole periods of every tone in it.
 double ToneDb(std::span<const int16_t> mono, uint32_t dwFreq, double dHz);
