@@ -2,7 +2,9 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <deque>
+#include <future>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -80,6 +82,21 @@ void CArrierePlan::Boucle(const std::shared_ptr<Etat>& pEtat) {
         },
         Qt::QueuedConnection);
   }
+}
+
+bool FaitEnMoinsDe(int nDelaiMs, std::function<void()> fnTravail) {
+  auto pFini = std::make_shared<std::promise<void>>();
+  const std::future<void> fini = pFini->get_future();
+  try {
+    std::thread([pFini, fn = std::move(fnTravail)] {
+      pthread_setname_np(pthread_self(), "disque");
+      fn();
+      pFini->set_value();
+    }).detach();
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return fini.wait_for(std::chrono::milliseconds(nDelaiMs)) == std::future_status::ready;
 }
 
 }  // namespace tonara

@@ -35,4 +35,8 @@ class CArrierePlan final : public QObject {
   std::shared_ptr<Etat> m_pEtat;
 };
 
+/// Does something that may block, on a thread of its own, and waits for its end for so long at most: for what
+/// mostly takes no time at all. True if it has ended; false if it goes on, or if there is no thread for it.
+bool FaitEnMoinsDe(int nDelaiMs, std::function<void()> fnTravail);
+
 }  // namespace tonara

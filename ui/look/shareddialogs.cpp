@@ -11,10 +11,16 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSettings>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
+#include <atomic>
 #include <cmath>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
 #include "platform/paths.h"
 #include "ui/look/arriereplan.h"
@@ -27,6 +33,74 @@ constexpr int kMargeDossiers = 10;
 constexpr int kCoteImage = 16;
 constexpr QSize kTailleDossiers{440, 460};
 constexpr QSize kTailleFichiers{720, 460};
+constexpr int kPatienceMs = 100;  // for a disk, with the window standing still
+constexpr int kPeriodeRetenueMs = 500;
+
+void OuvreDossier(const std::string& szPath) {
+  std::error_code ignored;
+  const std::filesystem::directory_iterator dossier(szPath, ignored);
+}
+
+// By pointer: a question that hangs outlives everything.
+using Sonde = std::function<void(const std::string&)>;
+std::shared_ptr<const Sonde> s_pSonde = std::make_shared<const Sonde>(&OuvreDossier);
+
+/// The toolkit asks the disk on the main thread as it goes to a folder: so a dead one is never gone to.
+bool Repond(const QString& szDossier) {
+  return FaitEnMoinsDe(kPatienceMs, [pSonde = s_pSonde, octets = szDossier.toStdString()] { (*pSonde)(octets); });
+}
+
+/// Where to begin: the folder wished for, or the nearest thing to it that answers.
+QString Depart(const QString& szVoulu) {
+  for (const QString& szDossier : {szVoulu, QDir::currentPath(), QDir::homePath()}) {
+    if (!szDossier.isEmpty() && Repond(szDossier)) return szDossier;
+  }
+  return QDir::rootPath();
+}
+
+/// Deletes a dialog that shows folders. Its model waits for a thread of its own then, which may hang in one of
+/// them: until all answer the dialog is kept out of sight, for ever if need be.
+void Efface(QDialog* pDialogue, const QStringList& vVus) {
+  // What that thread does: it looks at each file of each folder.
+  const auto pFini = std::make_shared<std::atomic<bool>>(false);
+  const bool bFini = FaitEnMoinsDe(kPatienceMs, [pSonde = s_pSonde, pFini, vVus] {
+    for (const QString& szDossier : vVus) {
+      const std::string octets = szDossier.toStdString();
+      (*pSonde)(octets);
+      std::error_code ignored;
+      for (const auto& entree : std::filesystem::directory_iterator(octets, ignored)) entree.status(ignored);
+    }
+    *pFini = true;
+  });
+  if (bFini) {
+    delete pDialogue;
+    return;
+  }
+  pDialogue->setParent(nullptr);  // which mustn't take it along
+  auto* pTimer = new QTimer(pDialogue);
+  QObject::connect(pTimer, &QTimer::timeout, pDialogue, [pDialogue, pFini] {
+    if (*pFini) pDialogue->deleteLater();
+  });
+  pTimer->start(kPeriodeRetenueMs);
+}
+
+/// CDialogueTemp for these dialogs.
+template <class T>
+class CDialogueDisque {
+ public:
+  explicit CDialogueDisque(std::unique_ptr<T> pDialogue) : m_pDialogue(pDialogue.release()) {}
+  ~CDialogueDisque() {
+    if (!m_pDialogue.isNull()) Efface(m_pDialogue, m_pDialogue->Vus());
+  }
+  CDialogueDisque(const CDialogueDisque&) = delete;
+  CDialogueDisque& operator=(const CDialogueDisque&) = delete;
+
+  T* operator->() const { return m_pDialogue.data(); }
+  explicit operator bool() const { return !m_pDialogue.isNull(); }
+
+ private:
+  QPointer<T> m_pDialogue;
+};
 
 QIcon Image(const char* szNom, const QWidget* pFenetre) {
   const QString szDessin = QString::fromLatin1(szNom);
@@ -57,7 +131,7 @@ class CImagesFichiers final : public QObject, public QAbstractFileIconProvider {
 
 class CDialogueFichier final : public QFileDialog {
  public:
-  explicit CDialogueFichier(QWidget* pParent) : QFileDialog(pParent) {
+  CDialogueFichier(QWidget* pParent, const QString& szDepart) : QFileDialog(pParent, {}, szDepart), m_vVus(szDepart) {
     // Our own look, and the same dialog on every desktop. Choosing changes nothing on the disk.
     setOption(DontUseNativeDialog);
     setOption(ReadOnly);
@@ -73,8 +147,20 @@ class CDialogueFichier final : public QFileDialog {
       if (auto* pBouton = findChild<QToolButton*>(QLatin1String(szBouton))) pBouton->setIcon(Image(szImage, this));
     }
     if (auto* pNouveau = findChild<QToolButton*>(QStringLiteral("newFolderButton"))) pNouveau->hide();
+    for (QPushButton* pBouton : findChildren<QPushButton*>()) pBouton->setIcon({});
+    // Into a folder only once its disk has answered.
+    for (QAbstractItemView* pListe : findChildren<QAbstractItemView*>()) {
+      if (!QObject::disconnect(pListe, SIGNAL(activated(QModelIndex)), this, SLOT(_q_enterDirectory(QModelIndex)))) {
+        continue;
+      }
+      connect(pListe, &QAbstractItemView::activated, this, &CDialogueFichier::Entre);
+    }
+    connect(this, &QFileDialog::directoryEntered, this, [this](const QString& szDossier) { m_vVus += szDossier; });
     resize(kTailleFichiers);
   }
+
+  /// The folders that have been shown.
+  [[nodiscard]] const QStringList& Vus() const { return m_vVus; }
 
  protected:
   void accept() override {
@@ -85,6 +171,18 @@ class CDialogueFichier final : public QFileDialog {
     }
     QFileDialog::accept();
   }
+
+ private:
+  void Entre(const QModelIndex& index) {
+    const auto* pModele = qobject_cast<const QFileSystemModel*>(index.model());
+    if (pModele != nullptr && pModele->isDir(index) && !Repond(pModele->filePath(index))) {
+      ShowBox(this, QStringLiteral("Ce dossier ne répond pas."), windowTitle());
+      return;
+    }
+    QMetaObject::invokeMethod(this, "_q_enterDirectory", Q_ARG(QModelIndex, index));
+  }
+
+  QStringList m_vVus;
 };
 
 class CDialogueDossier final : public QDialog {
@@ -138,6 +236,9 @@ class CDialogueDossier final : public QDialog {
     connect(pOk, &QPushButton::clicked, this, &QDialog::accept);
     connect(pAnnuler, &QPushButton::clicked, this, &QDialog::reject);
 
+    connect(m_pArbre, &QTreeView::expanded, this,
+            [this](const QModelIndex& index) { m_vVus += m_pModele->filePath(index); });
+
     m_pOk->setEnabled(false);
     const QModelIndex depart = m_pModele->index(szDepart);
     if (depart.isValid()) {
@@ -147,6 +248,8 @@ class CDialogueDossier final : public QDialog {
   }
 
   [[nodiscard]] const QString& Choix() const { return m_szChoix; }
+  /// The folders that have been shown.
+  [[nodiscard]] const QStringList& Vus() const { return m_vVus; }
 
  private:
   void Examine(const QString& szPath) {
@@ -167,10 +270,15 @@ class CDialogueDossier final : public QDialog {
   QLineEdit* m_pNom = nullptr;
   QAbstractButton* m_pOk;
   QString m_szChoix;
+  QStringList m_vVus{QDir::rootPath()};
   CArrierePlan m_sondes{2};
 };
 
 }  // namespace
+
+void SetSondeDossier(std::function<void(const std::string&)> fnSonde) {
+  s_pSonde = std::make_shared<const Sonde>(fnSonde ? std::move(fnSonde) : &OuvreDossier);
+}
 
 QStringList FiltresFichiers(const QString& szFiltre) {
   const QString szTexte = szFiltre.isEmpty() ? QStringLiteral("Tous|*.*|") : szFiltre;
@@ -189,13 +297,14 @@ bool ChoisirFichier(QWidget* pParent, std::string* pOut, const QString& szFiltre
                     const std::string& szDossier) {
   if (pOut == nullptr) return false;
   static QString s_szDernier;
-  const CDialogueTemp dialogue(std::make_unique<CDialogueFichier>(pParent));
+  // The toolkit keeps the last folder of any of its programs in a file, and would go there unasked.
+  QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("/dev/null"));
+  const QString szDepart = Depart(szDossier.empty() ? s_szDernier : QString::fromStdString(szDossier));
+  const CDialogueDisque dialogue(std::make_unique<CDialogueFichier>(pParent, szDepart));
   dialogue->setWindowTitle(szTitre.isEmpty() ? QStringLiteral("Choix Fichier") : szTitre);
   dialogue->setFileMode(nMode == kFichierExistant ? QFileDialog::ExistingFile : QFileDialog::AnyFile);
   dialogue->setAcceptMode(QFileDialog::AcceptOpen);
   dialogue->setNameFilters(FiltresFichiers(szFiltre));
-  const QString szDepart = szDossier.empty() ? s_szDernier : QString::fromStdString(szDossier);
-  if (!szDepart.isEmpty()) dialogue->setDirectory(szDepart);
   const int nResultat = dialogue->exec();
   if (!dialogue || nResultat != QDialog::Accepted || dialogue->selectedFiles().isEmpty()) return false;
   s_szDernier = dialogue->directory().absolutePath();
@@ -206,8 +315,8 @@ bool ChoisirFichier(QWidget* pParent, std::string* pOut, const QString& szFiltre
 bool ChoisirDossier(QWidget* pParent, const std::string& szDepart, const QString& szTitre, std::string* pOut,
                     bool bEdit) {
   if (pOut == nullptr) return false;
-  const QString szDebut = szDepart.empty() ? QDir::currentPath() : QString::fromStdString(szDepart);
-  const CDialogueTemp dialogue(std::make_unique<CDialogueDossier>(pParent, szTitre, szDebut, bEdit));
+  const QString szDebut = Depart(QString::fromStdString(szDepart));
+  const CDialogueDisque dialogue(std::make_unique<CDialogueDossier>(pParent, szTitre, szDebut, bEdit));
   const int nResultat = dialogue->exec();
   if (!dialogue || nResultat != QDialog::Accepted) return false;
   *pOut = QDir::cleanPath(dialogue->Choix()).toStdString();

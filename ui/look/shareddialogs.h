@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QString>
 #include <QStringList>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -39,6 +40,10 @@ inline constexpr int kDossierExistant = 1;  ///< the folder must exist
 /// True with *pOut set if a file was chosen; false for a null pOut. A path is never cut.
 bool ChoisirFichier(QWidget* pParent, std::string* pOut, const QString& szFiltre, const QString& szTitre, int nMode,
                     const std::string& szDossier);
+
+/// What both of them ask a folder's disk, on another thread, before they show the folder: it blocks while the
+/// disk doesn't answer, and then they begin elsewhere. Null: the real question. For tests.
+void SetSondeDossier(std::function<void(const std::string&)> fnSonde);
 
 /// The filter as QFileDialog takes it: "label (pattern pattern)". For ChoisirFichier and its tests.
 QStringList FiltresFichiers(const QString& szFiltre);

@@ -9,8 +9,10 @@
 #include <QTest>
 #include <QTimer>
 #include <QWidget>
+#include <condition_variable>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 namespace tonara::test {
 
@@ -75,6 +77,32 @@ class CReponse {
   QTimer m_timer;
   int m_nTours = 0;
   bool m_bVenu = false;
+};
+
+/// A disk that doesn't answer: holds threads until it is opened. Shared with them, for they outlive a test.
+class CBarriere {
+ public:
+  void Passe() {
+    std::unique_lock lock(m_mutex);
+    ++m_nEnAttente;
+    m_cv.wait(lock, [this] { return m_bOuverte; });
+  }
+  void Ouvre() {
+    const std::lock_guard lock(m_mutex);
+    m_bOuverte = true;
+    m_cv.notify_all();
+  }
+  /// How many have come to it so far.
+  int EnAttente() {
+    const std::lock_guard lock(m_mutex);
+    return m_nEnAttente;
+  }
+
+ private:
+  std::mutex m_mutex;
+  std::condition_variable m_cv;
+  int m_nEnAttente = 0;
+  bool m_bOuverte = false;
 };
 
 }  // namespace tonara::test

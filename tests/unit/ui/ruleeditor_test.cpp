@@ -11,8 +11,6 @@
 #include <QMessageBox>
 #include <QTreeWidget>
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 
 #include "app/qtmessagesink.h"
 #include "audio/preview.h"
@@ -80,31 +78,6 @@ TEST(RuleText, HourAndMinuteReplaceTheirPartOnly) {
 }
 
 // --- The dialog ---
-
-/// Holds threads until it is opened.
-class CBarriere {
- public:
-  void Passe() {
-    std::unique_lock lock(m_mutex);
-    ++m_nEnAttente;
-    m_cv.wait(lock, [this] { return m_bOuverte; });
-  }
-  void Ouvre() {
-    const std::lock_guard lock(m_mutex);
-    m_bOuverte = true;
-    m_cv.notify_all();
-  }
-  int EnAttente() {
-    const std::lock_guard lock(m_mutex);
-    return m_nEnAttente;
-  }
-
- private:
-  std::mutex m_mutex;
-  std::condition_variable m_cv;
-  int m_nEnAttente = 0;
-  bool m_bOuverte = false;
-};
 
 class RuleEditorTest : public ::testing::Test {
  protected:

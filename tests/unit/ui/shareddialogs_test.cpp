@@ -12,6 +12,7 @@
 #include <QListView>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QPointer>
 #include <QTranslator>
 #include <QTreeView>
 #include <set>
@@ -89,6 +90,63 @@ TEST(FileChooser, ModeSaysWhatMustExist) {
   EXPECT_TRUE(choisit(kDossierExistant, "pas la.mp3"));
   EXPECT_EQ(szOut, dir / "pas la.mp3");
   EXPECT_FALSE(choisit(kDossierExistant, "pas/la.mp3"));
+}
+
+TEST(FileChooser, FolderWhoseDiskIsDeadIsNotGoneTo) {
+  const CTempDir dir;
+  const std::string szMort = dir / "mort";
+  std::filesystem::create_directories(szMort);
+  auto pDisque = std::make_shared<CBarriere>();
+  SetSondeDossier([pDisque, szMort](const std::string& szPath) {
+    if (szPath == szMort) pDisque->Passe();
+  });
+  std::string szOut;
+  QPointer<QFileDialog> pFerme;
+  {
+    const CReponse<QFileDialog> reponse([&](QFileDialog* pChoix) {
+      EXPECT_EQ(pChoix->directory().path(), QDir::currentPath());
+      pChoix->setDirectory(QString::fromStdString(dir.Dir()));
+      auto* pListe = pChoix->findChild<QListView*>(QStringLiteral("listView"));
+      EXPECT_TRUE(Attend([&] { return pListe->model()->rowCount(pListe->rootIndex()) == 1; }));
+      const auto entre = [&] { emit pListe->activated(pListe->model()->index(0, 0, pListe->rootIndex())); };
+      entre();
+      const auto boites = pChoix->findChildren<QMessageBox*>();
+      EXPECT_TRUE(!boites.isEmpty() && boites[0]->text() == QStringLiteral("Ce dossier ne répond pas."));
+      for (QMessageBox* pBoite : boites) pBoite->close();
+      EXPECT_EQ(pChoix->directory().path().toStdString() + "/", dir.Dir());
+      pDisque->Ouvre();
+      entre();
+      EXPECT_EQ(pChoix->directory().path().toStdString(), szMort);
+      // It dies while it is on the screen.
+      pDisque = std::make_shared<CBarriere>();
+      SetSondeDossier([pDisque](const std::string&) { pDisque->Passe(); });
+      pFerme = pChoix;
+      pChoix->reject();
+    });
+    EXPECT_FALSE(ChoisirFichier(nullptr, &szOut, kFiltre, {}, kFichierExistant, szMort));
+  }
+  ASSERT_FALSE(pFerme.isNull()) << "its thread may hang in that disk";
+  EXPECT_FALSE(pFerme->isVisible());
+  pDisque->Ouvre();
+  EXPECT_TRUE(Attend([&] { return pFerme.isNull(); }));
+  SetSondeDossier({});
+}
+
+TEST(FolderBrowser, BeginsElsewhereThanOnADeadDisk) {
+  const CTempDir dir;
+  auto pDisque = std::make_shared<CBarriere>();
+  SetSondeDossier([pDisque, szMort = dir.Dir()](const std::string& szPath) {
+    if (szPath == szMort) pDisque->Passe();
+  });
+  std::string szOut;
+  const CReponse<QDialog> reponse([&](QDialog* pChoix) {
+    EXPECT_TRUE(Attend([&] { return Bouton(pChoix, "OK")->isEnabled(); }));
+    QTest::keyClick(pChoix, Qt::Key_Return);
+  });
+  EXPECT_TRUE(ChoisirDossier(nullptr, dir.Dir(), {}, &szOut));
+  EXPECT_EQ(szOut, QDir::currentPath().toStdString());
+  pDisque->Ouvre();
+  SetSondeDossier({});
 }
 
 TEST(FolderBrowser, OffersFoldersThatExist) {
