@@ -147,7 +147,6 @@ class CDialogueFichier final : public QFileDialog {
       if (auto* pBouton = findChild<QToolButton*>(QLatin1String(szBouton))) pBouton->setIcon(Image(szImage, this));
     }
     if (auto* pNouveau = findChild<QToolButton*>(QStringLiteral("newFolderButton"))) pNouveau->hide();
-    for (QPushButton* pBouton : findChildren<QPushButton*>()) pBouton->setIcon({});
     // Into a folder only once its disk has answered.
     for (QAbstractItemView* pListe : findChildren<QAbstractItemView*>()) {
       if (!QObject::disconnect(pListe, SIGNAL(activated(QModelIndex)), this, SLOT(_q_enterDirectory(QModelIndex)))) {
@@ -170,6 +169,11 @@ class CDialogueFichier final : public QFileDialog {
       return;
     }
     QFileDialog::accept();
+  }
+  void showEvent(QShowEvent* pEvent) override {
+    // Not earlier: whoever sets the dialog up has its buttons made anew.
+    for (QPushButton* pBouton : findChildren<QPushButton*>()) pBouton->setIcon({});
+    QFileDialog::showEvent(pEvent);
   }
 
  private:
