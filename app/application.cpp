@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "app/echeance.h"
 #include "audio/mixout.h"
 #include "audio/preview.h"
 #include "core/appcfg.h"
@@ -37,6 +38,7 @@ constexpr int kPeriodeJourMs = 200;
 constexpr int kPeriodeNiveauxMs = 200;
 constexpr int kEssaisModale = 20;
 constexpr int kAttenteModaleMs = 20;
+constexpr int kFinAuPlusTardMs = 1300;
 constexpr char kTitre[] = "tonara 2.05a";
 
 CApplication* s_pApplication = nullptr;  // while it is up
@@ -184,6 +186,17 @@ void CApplication::Stop(bool bSansAffichage) {
   if (!m_bDemarre) return;
   m_bDemarre = false;
   s_pApplication = nullptr;
+  if (!bSansAffichage && m_pFenetre->isVisible() && PositionConnue()) {
+    const QPoint coin = m_pPlace->Coin();
+    g_Appcfg.PosMain_Left = coin.x();
+    g_Appcfg.PosMain_Top = coin.y();
+  }
+  CEcheance echeance(kFinAuPlusTardMs, [] {
+    Trace(1, "Fin sans attendre : un disque ne répond pas\n");
+    LogClose();
+    g_Appcfg.Save();
+    std::_Exit(kFinNormale);
+  });
 
   StopAudioProgram();
   g_LineSource.SetRecordBox({});
@@ -207,10 +220,6 @@ void CApplication::Stop(bool bSansAffichage) {
   }
   if (bSansAffichage) {
     [[maybe_unused]] CMainWindow* pAbandonnee = m_pFenetre.release();
-  } else if (m_pFenetre->isVisible() && PositionConnue()) {
-    const QPoint coin = m_pPlace->Coin();
-    g_Appcfg.PosMain_Left = coin.x();
-    g_Appcfg.PosMain_Top = coin.y();
   }
   m_pPlace.reset();
   m_pFenetre.reset();
@@ -218,6 +227,7 @@ void CApplication::Stop(bool bSansAffichage) {
   g_pWarning = nullptr;
   m_pWarning.reset();
   m_pMessages.reset();
+  echeance.Leve();
   LogClose();
   // Last, so that the window's place reaches the file.
   g_Appcfg.Save();

@@ -14,6 +14,9 @@
 
 namespace tonara {
 
+/// The process's result when it has been up.
+inline constexpr int kFinNormale = 1;
+
 /// The main window as a receiver of messages; 0 before its start and after its end.
 extern MsgTarget g_hMainWnd;
 /// The moment of the last day check.

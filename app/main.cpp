@@ -23,9 +23,7 @@
 
 namespace {
 
-// The process's results.
-constexpr int kFinNormale = 1;
-constexpr int kFinPrematuree = 0;
+constexpr int kFinPrematuree = 0;  // there is another instance
 
 bool Defini(const char* szVariable) {
   const char* szValeur = std::getenv(szVariable);
@@ -108,5 +106,5 @@ int main() {
   tonara.Start(llLancementMs);
   QApplication::exec();
   tonara.Stop();
-  return kFinNormale;
+  return tonara::kFinNormale;
 }

@@ -103,6 +103,27 @@ TEST(Process, EverySignalThatEndsASessionEndsInOrderAndSaves) {
   }
 }
 
+TEST(Process, DeadNetworkDriveDoesNotHoldUpTheEnd) {
+  CProgram programme;
+  const CTempDir& dir = programme.Dir();
+  EcritBoucle(dir);
+  dir.Write("tonara.ini", "[General]\nActiverTraces=1\n[Interface]\nPosMain_Left=120\n");
+  dir.Write("Regles.ini",
+            "[Rule_1]\nPath=" + dir.Dir() + "parti.mp3\n[Rule_2]\nPath=" + dir.Dir() + "disque mort/annonce.mp3\n");
+  programme.Precharge(TONARA_DEADDISK);
+  ASSERT_TRUE(programme.Start(TONARA_PROGRAM));
+  // The plan is being worked out, and hangs at the second rule.
+  ASSERT_TRUE(programme.Attend(kDelai, [&] { return Compte(dir.Read("tonara.log"), "Règle 1 : inaccessible") == 1; }));
+  ASSERT_TRUE(programme.Attend(kDelai, [&] { return Joue(dir); }));
+  dir.Write("tonara.ini", "[General]\nActiverTraces=1\n");
+  programme.Signal(SIGTERM);
+  EXPECT_EQ(programme.Resultat(2.0), 1);
+  const std::string szLog = dir.Read("tonara.log");
+  EXPECT_EQ(Compte(szLog, "un disque ne répond pas"), 1U) << szLog;
+  EXPECT_EQ(Compte(szLog, "Fin session"), 1U) << szLog;
+  EXPECT_EQ(Compte(dir.Read("tonara.ini"), "\nPosMain_Left=120\n"), 1U);
+}
+
 // A process group is signalled as a whole, and a script in it passes the signal on.
 TEST(Process, TwoSignalsAtOnceAreOneRequest) {
   CProgram programme;

@@ -20,7 +20,7 @@ class CFakeBande final : public CBande {
 };
 
 /// Is the process's screen for its lifetime.
-class CFakeScreen final : public CEcran {
+class CFakeScreen : public CEcran {
  public:
   CFakeScreen() { SetEcran(this); }
   ~CFakeScreen() override { SetEcran(nullptr); }

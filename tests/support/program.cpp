@@ -72,6 +72,7 @@ bool CProgram::Start(const char* szProgramme) {
     const char* szValeur = std::getenv(szNom);
     if (szValeur != nullptr) environnement.push_back(std::string(szNom) + "=" + szValeur);
   }
+  std::string szPrecharge = "LD_PRELOAD=" + m_szPrecharge;
   if (m_heure) {
     const std::string szFaketime = Faketime();
     if (szFaketime.empty()) return false;
@@ -79,10 +80,11 @@ bool CProgram::Start(const char* szProgramme) {
     m_fDecalage = RealSeconds(*m_heure) - fSeconde;
     char szDecalage[40];
     std::snprintf(szDecalage, sizeof szDecalage, "FAKETIME=%+.0fs", m_fDecalage);
-    environnement.insert(environnement.end(), {"LD_PRELOAD=" + szFaketime, szDecalage, "DONT_FAKE_MONOTONIC=1",
-                                               "FAKETIME_DONT_FAKE_MONOTONIC=1"});
+    szPrecharge += ":" + szFaketime;
+    environnement.insert(environnement.end(), {szDecalage, "DONT_FAKE_MONOTONIC=1", "FAKETIME_DONT_FAKE_MONOTONIC=1"});
     Dort(std::max(0.0, fSeconde - RealNow()));
   }
+  environnement.push_back(szPrecharge);
   std::vector<char*> envp;
   envp.reserve(environnement.size() + 1);
   for (std::string& sz : environnement) envp.push_back(sz.data());

@@ -41,6 +41,9 @@ class CProgram {
   /// Shows its windows on that display (":7" for instance). Before Start.
   void SetAffichage(const std::string& szAffichage) { m_szAffichage = szAffichage; }
 
+  /// Loads a library into the program before its own. Before Start.
+  void Precharge(const std::string& szBibliotheque) { m_szPrecharge = szBibliotheque; }
+
   /// Starts szProgramme in Dir(). False if there is no way to move its clock, or no process.
   bool Start(const char* szProgramme);
   /// The real moment at which the program's clock shows that time.
@@ -79,6 +82,7 @@ class CProgram {
   CTempDir m_dir;
   std::string m_szRuntime;
   std::string m_szAffichage;
+  std::string m_szPrecharge;
   std::optional<Instant> m_heure;
   double m_fDecalage = 0.0;  // program's clock minus real time, whole seconds
   double m_fDebutSon = 0.0;
