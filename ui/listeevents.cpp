@@ -118,7 +118,7 @@ class CListeDlg final : public QDialog {
     pFenetre->setSpacing(kEspace);
     pFenetre->addWidget(m_pListe, 1);
     pFenetre->addLayout(pBas);
-    resize(kTailleListe);
+    resize(TailleSelonFonte(*this, kTailleListe));
     setTabOrder(m_pListe, pRegles);
     m_pListe->setFocus();
   }

@@ -111,13 +111,24 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   pProgramme->addStretch();
   pProgramme->addWidget(m_pProgramme);
   pProgramme->addStretch();
+
+  // Stands in the layout for shops that have it shown; nothing here does.
+  auto* pGroupeManuel = new CGroupe(QStringLiteral("Manuel"), this);
+  m_pManuel = Bouton(QStringLiteral("manual"), QStringLiteral("Diffusion manuelle"), pGroupeManuel);
+  auto* pManuel = Rangee(pGroupeManuel);
+  pManuel->addStretch();
+  pManuel->addWidget(m_pManuel);
+  pManuel->addStretch();
+  m_pManuel->hide();
+  pGroupeManuel->hide();
   // Their windows are still to come.
-  for (CIconButton* pBouton : {m_pConfiguration, m_pGestionTextes}) pBouton->setEnabled(false);
+  for (CIconButton* pBouton : {m_pConfiguration, m_pGestionTextes, m_pManuel}) pBouton->setEnabled(false);
 
   auto* pBas = new QHBoxLayout;
   pBas->setSpacing(kEspaceGroupe);
   pBas->addWidget(pGroupeTextes, 2);
   pBas->addWidget(pGroupeProgramme, 1);
+  pBas->addWidget(pGroupeManuel, 1);
 
   auto* pFenetre = new QVBoxLayout(this);
   pFenetre->setContentsMargins(kMarge, kMarge, kMarge, kMarge);
@@ -130,7 +141,7 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
 
   QWidget* pAvant = m_pLogo;
   for (CIconButton* pBouton : {m_pAvertissement, m_pNiveaux, m_pConfiguration, m_pMessages, m_pPlan, m_pTextes,
-                               m_pGestionTextes, m_pProgramme}) {
+                               m_pGestionTextes, m_pProgramme, m_pManuel}) {
     setTabOrder(pAvant, pBouton);
     pAvant = pBouton;
   }

@@ -65,6 +65,7 @@ class CMainWindow final : public QWidget {
   CIconButton* m_pTextes;
   CIconButton* m_pGestionTextes;
   CIconButton* m_pProgramme;
+  CIconButton* m_pManuel;
   std::vector<float> m_vNiveaux;  // readings of one tick, dB
   std::vector<float> m_vCretes;
   std::vector<float> m_vAlarmes;  // highest since the last click, dB

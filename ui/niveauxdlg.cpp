@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QSlider>
 #include <QVBoxLayout>
+#include <initializer_list>
 
 #include "audio/mixout.h"
 #include "core/appcfg.h"
@@ -52,7 +53,11 @@ CNiveauxDlg::CNiveauxDlg(QWidget* pParent, CMixout& mixout) : QDialog(pParent), 
   remplit(pFond, CMixerGUI::kMusique, "music", QStringLiteral("Musique"), "autofade",
           QStringLiteral("Musique pendant les messages"));
   // The level of audio messages is shown, not set, here.
-  m_niveaux[CMixerGUI::kMessageAudio].pSlider->setEnabled(false);
+  const Niveau& audio = m_niveaux[CMixerGUI::kMessageAudio];
+  for (QWidget* pControle : std::initializer_list<QWidget*>{audio.pIcone, audio.pSlider}) {
+    pControle->setEnabled(false);
+    AddToolTip(pControle, QStringLiteral("Messages audio : niveau fixé dans le fichier de réglages"));
+  }
 
   auto* pGroupes = new QHBoxLayout(this);
   pGroupes->setContentsMargins(kMarge, kMarge, kMarge, kMarge);
@@ -71,6 +76,7 @@ CNiveauxDlg::CNiveauxDlg(QWidget* pParent, CMixout& mixout) : QDialog(pParent), 
 QVBoxLayout* CNiveauxDlg::Colonne(int nIndex, const QString& szIcone, const QString& szNom, QWidget* pParent) {
   Niveau& niveau = m_niveaux[static_cast<size_t>(nIndex)];
   auto* pIcone = new QLabel(pParent);
+  niveau.pIcone = pIcone;
   pIcone->setPixmap(DessineIcone(szIcone, {28, 28}, devicePixelRatioF()));
   pIcone->setAlignment(Qt::AlignHCenter);
   AddToolTip(pIcone, szNom);

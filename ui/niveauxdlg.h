@@ -28,6 +28,7 @@ class CNiveauxDlg final : public QDialog {
 
  private:
   struct Niveau {
+    QLabel* pIcone = nullptr;
     QSlider* pSlider = nullptr;
     QLabel* pTexte = nullptr;
   };

@@ -1,9 +1,10 @@
-// Pictures of the dialogs with sample content: shots FOLDER [SUFFIX]
-// QT_SCALE_FACTOR sets the scale; SUFFIX ("@2x") goes behind each file's name.
+// Pictures of the dialogs with sample content: shots FOLDER [SUFFIX [POINTS]]
+// QT_SCALE_FACTOR sets the scale; SUFFIX ("@2x") goes behind each file's name; POINTS is the size of the font.
 #include <unistd.h>
 #include <QApplication>
 #include <QComboBox>
 #include <QKeyEvent>
+#include <QMessageBox>
 #include <QTimer>
 #include <QTreeWidget>
 #include <QWidget>
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "audio/mixout.h"
 #include "core/appcfg.h"
 #include "programmes/audiolignedlg.h"
 #include "programmes/audioloopfiledlg.h"
@@ -28,6 +30,7 @@
 #include "ui/look/look.h"
 #include "ui/look/shareddialogs.h"
 #include "ui/look/vumeter.h"
+#include "ui/mixergui.h"
 #include "ui/ruleeditor.h"
 
 namespace tonara {
@@ -196,13 +199,34 @@ void Programmes() {
   std::filesystem::remove(g_Appcfg.m_szIniPath);
 }
 
+void Niveaux() {
+  g_Appcfg.Music = -6.0F;
+  QWidget fenetre;
+  g_MixerGUI.Open(&fenetre, &g_Mixout);
+  for (QWidget* pDialogue : QApplication::topLevelWidgets()) {
+    if (pDialogue != &fenetre && pDialogue->isVisible()) Photo(pDialogue, "levels");
+  }
+  g_MixerGUI.Close();
+}
+
+void Avis() {
+  QWidget fenetre;
+  fenetre.show();
+  QMessageBox* pBoite = ShowBox(&fenetre,
+                                QStringLiteral("Des fichiers ou répertoires ne sont plus accessibles et n'ont pas été "
+                                               "pris en compte.\r\nConsulter les règles de diffusion des messages."),
+                                QStringLiteral("Gérération de la programmation du jour"));
+  Photo(pBoite, "notice");
+  pBoite->close();
+}
+
 }  // namespace
 }  // namespace tonara
 
 int main(int argc, char** argv) {
   using namespace tonara;
   if (argc < 2) {
-    std::fprintf(stderr, "shots FOLDER [SUFFIX]\n");
+    std::fprintf(stderr, "shots FOLDER [SUFFIX [POINTS]]\n");
     return 2;
   }
   setenv("QT_QPA_PLATFORM", "offscreen", 0);
@@ -211,10 +235,19 @@ int main(int argc, char** argv) {
   ApplyLook(app);
   s_szDossier = QString::fromLocal8Bit(argv[1]);
   if (argc > 2) s_szSuffixe = QString::fromLocal8Bit(argv[2]);
+  if (argc > 3) {
+    QFont fonte = QApplication::font();
+    fonte.setPointSize(std::atoi(argv[3]));
+    QApplication::setFont(fonte);
+  }
   Editeur();
   Plan();
   Choix();
   Programmes();
+  // The panel saves the settings as it closes.
+  g_Appcfg.m_szIniPath = "/dev/null";
+  Niveaux();
+  Avis();
   Charte charte{0xFF8040, 0xFFFFFF, 60, "DejaVu Sans"};
   CCharteDlg dialogue(charte, nullptr);
   dialogue.show();

@@ -9,6 +9,7 @@
 #include <QStyleFactory>
 #include <QSvgRenderer>
 #include <QWidget>
+#include <algorithm>
 
 #include "ui/look/francais.h"
 
@@ -38,6 +39,9 @@ QPalette Palette() {
   for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
     palette.setColor(QPalette::Disabled, role, pale);
   }
+  // The groove of a slider that can't be moved, the selected line of a list that can't be used.
+  palette.setColor(QPalette::Disabled, QPalette::Highlight, QColor(178, 141, 55));
+  palette.setColor(QPalette::Disabled, QPalette::Button, QColor(255, 195, 45));
   return palette;
 }
 
@@ -75,6 +79,11 @@ QPixmap DessineIcone(const QString& szNom, QSize taille, qreal fRatio) {
   peintre.end();
   image.setDevicePixelRatio(fRatio);
   return image;
+}
+
+QSize TailleSelonFonte(const QWidget& widget, QSize taille) {
+  constexpr double kHauteurUsuelle = 14.0;  // of 9 points at 96 dots an inch
+  return taille * std::max(1.0, widget.fontMetrics().height() / kHauteurUsuelle);
 }
 
 void AddToolTip(QWidget* pControle, const QString& szTexte) {

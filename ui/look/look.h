@@ -37,6 +37,9 @@ QFont FonteHorloge();
 /// at that device pixel ratio. Null for an unknown name.
 QPixmap DessineIcone(const QString& szNom, QSize taille, qreal fRatio);
 
+/// A size laid out for the usual font, larger in proportion where the widget's font is larger.
+QSize TailleSelonFonte(const QWidget& widget, QSize taille);
+
 /// Tool tip of a control, shown also while its window is inactive.
 void AddToolTip(QWidget* pControle, const QString& szTexte);
 void RemoveToolTip(QWidget* pControle);

@@ -155,7 +155,7 @@ class CDialogueFichier final : public QFileDialog {
       connect(pListe, &QAbstractItemView::activated, this, &CDialogueFichier::Entre);
     }
     connect(this, &QFileDialog::directoryEntered, this, [this](const QString& szDossier) { m_vVus += szDossier; });
-    resize(kTailleFichiers);
+    resize(TailleSelonFonte(*this, kTailleFichiers));
   }
 
   /// The folders that have been shown.
@@ -223,7 +223,7 @@ class CDialogueDossier final : public QDialog {
       connect(m_pNom, &QLineEdit::textEdited, this, &CDialogueDossier::Examine);
     }
     pFenetre->addLayout(pBoutons);
-    resize(kTailleDossiers);
+    resize(TailleSelonFonte(*this, kTailleDossiers));
 
     connect(m_pArbre->selectionModel(), &QItemSelectionModel::currentChanged, this, [this](const QModelIndex& index) {
       const QString szPath = index.isValid() ? m_pModele->filePath(index) : QString();
