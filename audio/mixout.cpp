@@ -59,10 +59,6 @@ int CMixout::TrancheLibreLocked() const {
   return 0;
 }
 
-bool CMixout::ActifLocked() const {
-  return std::any_of(m_Tranches.begin(), m_Tranches.end(), [](const TRANCHE_MIX& t) { return t.m_bActif; });
-}
-
 int CMixout::NbPrisesLocked() const {
   return static_cast<int>(
       std::count_if(m_Tranches.begin(), m_Tranches.end(), [](const TRANCHE_MIX& t) { return t.m_pMedia != nullptr; }));
@@ -100,11 +96,6 @@ void CMixout::Stop() {
   m_hThread.Stop();
 }
 
-bool CMixout::IsActif() {
-  CGuard guard(m_Lock);
-  return ActifLocked();
-}
-
 int CMixout::NbTranchesPrises() {
   CGuard guard(m_Lock);
   return NbPrisesLocked();
@@ -123,8 +114,8 @@ bool CMixout::OuvreSortieLocked(const PCMWAVEFORMAT& format) {
   m_bEnPause = true;
   m_Format = format;
   m_dwFramesBloc = m_Sortie.TailleBuffer() / format.nBlockAlign;
-  m_pfCrete.assign(format.nChannels, 0.0F);
-  m_pfCrete2.assign(format.nChannels, 0.0F);
+  m_vCrete.assign(format.nChannels, 0.0F);
+  OublieNiveaux(format.nChannels);
   try {
     m_vBus.resize(size_t{m_dwFramesBloc} * format.nChannels);
     m_vConversion.resize(m_vBus.size());
@@ -145,8 +136,14 @@ void CMixout::FermeSortieLocked() {
   }
   m_bEnPause = false;
   m_Format = {};
-  m_pfCrete.clear();
-  m_pfCrete2.clear();
+  m_vCrete.clear();
+  OublieNiveaux(0);
+}
+
+void CMixout::OublieNiveaux(size_t nCanaux) {
+  CGuard guard(m_NiveauLock);
+  m_pfCrete.assign(nCanaux, 0.0F);
+  m_pfCrete2.assign(nCanaux, 0.0F);
 }
 
 void CMixout::GainDepartLocked(TRANCHE_MIX& tranche, float fGain, const char* szGroupe) {
@@ -229,6 +226,7 @@ int CMixout::PlayFichier(const std::string& szPath, int iMode, uint32_t dwIn, ui
   // finish between the reading of the two.
   tranche.m_dwDebut = m_Sortie.EchEcrites();
   tranche.m_bActif = true;
+  m_nActifs.fetch_add(1, std::memory_order_acq_rel);
   {
     CGuard abort(m_AbortLock);
     m_pAbort[static_cast<size_t>(nTranche - 1)] = {tranche.m_pMedia.get(), tranche.m_dwLecture};
@@ -253,7 +251,7 @@ std::unique_ptr<CMedia> CMixout::LibereTrancheLocked(int nTranche) {
     CGuard guard(m_AbortLock);
     m_pAbort[static_cast<size_t>(nTranche - 1)] = {};
   }
-  pTranche->m_bActif = false;
+  if (std::exchange(pTranche->m_bActif, false)) m_nActifs.fetch_sub(1, std::memory_order_acq_rel);
   pTranche->m_bFin = false;
   pTranche->m_bOrphelin = false;
   return std::move(pTranche->m_pMedia);

@@ -94,16 +94,17 @@ class CMixout {
   /// than dwLecture (0: any).
   void StopTranche(int nTranche, uint32_t dwLecture = 0);
   void StopAll();
-  [[nodiscard]] bool IsActif();
+  /// Never waits.
+  [[nodiscard]] bool IsActif() const { return m_nActifs.load(std::memory_order_acquire) > 0; }
   /// Elapsed and remaining ms of a tranche (outputs nullable). False with zeros if it isn't playing, the
   /// device is closed, the source can't tell, or it is another play than dwLecture (0: any). A live source has 0
   /// remaining.
   bool GetPosTranche(int nTranche, uint32_t* pdwEcoule, uint32_t* pdwReste, uint32_t dwLecture = 0);
   /// For the first min(nCount, bus channels) channels: GainToDb of the last block's peak before
   /// clipping, and of the highest such peak since the second level was last handed out; each where
-  /// the output isn't null. Writes nothing while the device is closed. Always true.
+  /// the output isn't null. Writes nothing while the device is closed. Always true. Waits for no pass.
   bool GetNiveaux(float* pfNiveaux, float* pfNiveaux2, int nCount);
-  /// Forgets the highest peak.
+  /// Forgets the highest peak. Waits for no pass.
   void ResetNiveauxMax();
   /// Ramp to a level (iMode 1, the present gain being remembered) or back to the remembered gain (any
   /// other mode): a straight line in linear gain over dwMs, from the gain in force, drawn from the
@@ -137,11 +138,11 @@ class CMixout {
   bool EstLectureLocked(int nTranche, uint32_t dwLecture) REQUIRES(m_Lock);
   void DemarreLocked(int iDevice, int iNbBuffers, int iTailleMs, uint32_t dwDureeMax) REQUIRES(m_Lock);
   [[nodiscard]] int TrancheLibreLocked() const REQUIRES(m_Lock);
-  [[nodiscard]] bool ActifLocked() const REQUIRES(m_Lock);
   [[nodiscard]] int NbPrisesLocked() const REQUIRES(m_Lock);
   void GainDepartLocked(TRANCHE_MIX& tranche, float fGain, const char* szGroupe) REQUIRES(m_Lock);
   bool OuvreSortieLocked(const PCMWAVEFORMAT& format) REQUIRES(m_Lock);
   void FermeSortieLocked() REQUIRES(m_Lock);
+  void OublieNiveaux(size_t nCanaux) EXCLUDES(m_NiveauLock);
   std::unique_ptr<CMedia> LibereTrancheLocked(int nTranche) REQUIRES(m_Lock);
   void StopAllLocked() REQUIRES(m_Lock);
   void Abandonne(int nTranche, uint32_t dwLecture) EXCLUDES(m_AbortLock);
@@ -181,8 +182,7 @@ class CMixout {
   bool m_bEnPause GUARDED_BY(m_Lock) = false;
   PCMWAVEFORMAT m_Format GUARDED_BY(m_Lock);            ///< the bus; rate 0 while no device is open
   uint32_t m_dwFramesBloc GUARDED_BY(m_Lock) = 0;       ///< frames in a whole block
-  std::vector<float> m_pfCrete GUARDED_BY(m_Lock);      ///< per channel, of the last pass
-  std::vector<float> m_pfCrete2 GUARDED_BY(m_Lock);     ///< highest since last handed out
+  std::vector<float> m_vCrete GUARDED_BY(m_Lock);       ///< per channel, of the pass under way
   std::vector<float> m_vBus GUARDED_BY(m_Lock);         ///< one block, channels interleaved
   std::vector<uint8_t> m_vSource GUARDED_BY(m_Lock);    ///< one block of a source's bytes
   std::vector<float> m_vConversion GUARDED_BY(m_Lock);  ///< one block of a source in bus channels
@@ -194,7 +194,13 @@ class CMixout {
     uint32_t m_dwLecture = 0;
   };
   std::array<ABORT, NB_TRANCHES> m_pAbort GUARDED_BY(m_AbortLock);
-  CAutoEvent m_hEvent;  ///< a block has played, or there is something to look at
+  /// What the windows ask for many times a second, and must not wait for a pass that waits for a source. The
+  /// lock is taken after m_Lock, held only for the copy.
+  CLock m_NiveauLock;
+  std::vector<float> m_pfCrete GUARDED_BY(m_NiveauLock);   ///< per channel, of the last pass
+  std::vector<float> m_pfCrete2 GUARDED_BY(m_NiveauLock);  ///< highest since last handed out
+  std::atomic<int> m_nActifs{0};                           ///< tranches with m_bActif
+  CAutoEvent m_hEvent;                                     ///< a block has played, or there is something to look at
   CWorker m_hThread;
 };
 

@@ -58,7 +58,7 @@ bool CMixout::GetPosTranche(int nTranche, uint32_t* pdwEcoule, uint32_t* pdwRest
 }
 
 bool CMixout::GetNiveaux(float* pfNiveaux, float* pfNiveaux2, int nCount) {
-  CGuard guard(m_Lock);
+  CGuard guard(m_NiveauLock);
   const size_t nCanaux = std::min(static_cast<size_t>(std::max(nCount, 0)), m_pfCrete.size());
   for (size_t c = 0; c < nCanaux; ++c) {
     if (pfNiveaux) pfNiveaux[c] = GainToDb(m_pfCrete[c]);
@@ -71,7 +71,7 @@ bool CMixout::GetNiveaux(float* pfNiveaux, float* pfNiveaux2, int nCount) {
 }
 
 void CMixout::ResetNiveauxMax() {
-  CGuard guard(m_Lock);
+  CGuard guard(m_NiveauLock);
   std::fill(m_pfCrete2.begin(), m_pfCrete2.end(), 0.0F);
 }
 

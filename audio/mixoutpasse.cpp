@@ -34,7 +34,7 @@ void CMixout::TickLocked() {
   if (!m_Sortie.IsOpen()) return;
   m_Sortie.Reap();
   bool bRupture = false;
-  if (m_Sortie.NbEnQueue() == 0 && ActifLocked()) {
+  if (m_Sortie.NbEnQueue() == 0 && IsActif()) {
     m_Sortie.Pause();
     m_bEnPause = true;
     bRupture = true;
@@ -94,7 +94,11 @@ uint32_t CMixout::MixeLocked(uint8_t* pDest) {
   uint32_t dwFrames = 0;
   for (int n = 1; n <= NB_TRANCHES; ++n) dwFrames = std::max(dwFrames, MixeTrancheLocked(n, llMix));
   if (dwFrames == 0) return 0;
-  for (size_t c = 0; c < m_pfCrete.size(); ++c) m_pfCrete2[c] = std::max(m_pfCrete2[c], m_pfCrete[c]);
+  {
+    CGuard niveaux(m_NiveauLock);
+    m_pfCrete = m_vCrete;
+    for (size_t c = 0; c < m_pfCrete.size(); ++c) m_pfCrete2[c] = std::max(m_pfCrete2[c], m_pfCrete[c]);
+  }
   EcrireBus(m_vBus.data(), dwFrames * m_Format.nChannels, m_Format.wBitsPerSample, pDest);
   return dwFrames * m_Format.nBlockAlign;
 }
@@ -134,7 +138,7 @@ uint32_t CMixout::MixeTrancheLocked(int nTranche, int64_t llMix) {
       t.m_dwRampeDebut = 0;
       t.m_dwRampeFin = 0;
     }
-    if (dwFait == 0) std::fill(m_pfCrete.begin(), m_pfCrete.end(), 0.0F);
+    if (dwFait == 0) std::fill(m_vCrete.begin(), m_vCrete.end(), 0.0F);
     if (!MixeSuiteLocked(t, llMix, dwFait, dwFrames)) break;
     dwFait += dwFrames;
     if (!t.m_bBoucle || t.m_bFin) break;
@@ -173,10 +177,10 @@ bool CMixout::MixeSuiteLocked(TRANCHE_MIX& t, int64_t llMix, uint32_t dwOffset, 
   const int nCanaux = m_Format.nChannels;
   float* const pfBus = m_vBus.data() + size_t{dwOffset} * m_Format.nChannels;
   if (t.m_Format.nChannels == m_Format.nChannels && t.m_Format.wBitsPerSample == 16) {
-    AjouteRun16(m_vSource.data(), dwFrames, nCanaux, run, pfBus, m_pfCrete.data());
+    AjouteRun16(m_vSource.data(), dwFrames, nCanaux, run, pfBus, m_vCrete.data());
   } else {
     ConvertitRun(m_vSource.data(), t.m_Format, dwFrames, nCanaux, m_vConversion.data());
-    AjouteRun(m_vConversion.data(), dwFrames, nCanaux, run, pfBus, m_pfCrete.data());
+    AjouteRun(m_vConversion.data(), dwFrames, nCanaux, run, pfBus, m_vCrete.data());
   }
   if (run.llRampe + dwFrames - 1 > t.m_dwRampeFin) {
     t.m_dwRampeDebut = 0;

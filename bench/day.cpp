@@ -79,7 +79,7 @@ int main(int argc, char** argv) {
     const auto dwGraine = static_cast<uint32_t>(i + 1);
     const std::string pcm =
         szGenre == "music" ? Musique(dwMs, dwGraine) : test::MakeNoise(44100, 2, 16, dwMs, dwGraine);
-    jour.dir.Write("musique/" + std::to_string(i) + ".mp3", test::EncodeLame("-b 192 -q 7", 44100, pcm));
+    jour.dir.Write("musique/" + std::to_string(i) + ".mp3", test::EncodeLame("-b 192", 44100, pcm));
   }
   const std::string szMessage =
       jour.dir.Write("message.mp3", test::EncodeLame("-b 192", 44100, test::MakeTone(44100, 2, 16, 8000)));
@@ -105,7 +105,11 @@ int main(int argc, char** argv) {
     for (uint32_t t = 0; t < 3600000; t += kPasMs) {
       jour.Pas(kPasMs);
       llMs += kPasMs;
-      if (llMs % 500 == 0) pgm.Tick();
+      if (llMs % 500 == 0) {
+        pgm.Tick();
+        // The scan has a thread and real time of its own: half a second is plenty for it.
+        while (!pgm.IsListePrete()) std::this_thread::yield();
+      }
       nMaxPrises = std::max(nMaxPrises, jour.mixout.NbTranchesPrises());
       const std::vector<int16_t> pcm = jour.wave.TakePlayed16();
       // One sample in sixteen: sound of a tenth of a second isn't missed by that.

@@ -101,8 +101,12 @@ TEST_F(Ligne, FailuresTakeAllBack) {
 TEST_F(Ligne, StopFreesAStartThatWaitsForSound) {
   std::atomic<int> nResultat{-1};
   std::thread depart([&] { nResultat.store(ligne.Start("FakeIn", &shop.mixout, nullptr, 0.0F) ? 1 : 0); });
-  ASSERT_TRUE(Attends([&] { return shop.wave.IsOpen(); }));  // the mixer has the source
   const auto debut = std::chrono::steady_clock::now();
+  ASSERT_TRUE(Attends([&] { return shop.mixout.IsActif(); }));  // the mixer has the source
+  // Nor do the meters wait, which the window draws twenty times a second.
+  float niveaux[2];
+  EXPECT_TRUE(shop.mixout.GetNiveaux(niveaux, niveaux, 2));
+  shop.mixout.ResetNiveauxMax();
   ligne.Stop();
   depart.join();
   EXPECT_LT(std::chrono::steady_clock::now() - debut, std::chrono::seconds(4)) << "the mixer's own wait is 5 s";
