@@ -6,12 +6,13 @@
 #include <QPainter>
 #include <QPalette>
 #include <QPushButton>
-#include <QStyleFactory>
 #include <QSvgRenderer>
 #include <QWidget>
 #include <algorithm>
+#include <memory>
 
 #include "ui/look/francais.h"
+#include "ui/look/style.h"
 
 // The drawings live in a static library, whose resources register themselves only when called. The
 // call must stand outside any namespace.
@@ -34,7 +35,7 @@ QPalette Palette() {
   palette.setColor(QPalette::Highlight, kCouleurTexte);
   palette.setColor(QPalette::HighlightedText, kCouleurAfficheur);
   QColor pale = kCouleurTexte;
-  pale.setAlpha(130);
+  pale.setAlpha(182);  // 4.6 to 1 on the window's ground
   palette.setColor(QPalette::PlaceholderText, pale);
   for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
     palette.setColor(QPalette::Disabled, role, pale);
@@ -51,7 +52,7 @@ void ApplyLook(QApplication& app) {
   ChargeDessins();
   InstalleFrancais(app);
   QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
-  QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+  QApplication::setStyle(std::make_unique<CStyle>().release());  // the application's
   QApplication::setPalette(Palette());
   // Two sizes are enough: a panel's and a window list's. Others are scaled from them by the desktop.
   QIcon icone;
@@ -60,7 +61,9 @@ void ApplyLook(QApplication& app) {
 }
 
 QFont FonteHorloge() {
-  QFont fonte(QStringLiteral("Times New Roman"));
+  // Behind it are fonts of its own widths, for systems that don't have it.
+  QFont fonte(QStringList{QStringLiteral("Times New Roman"), QStringLiteral("Liberation Serif"),
+                          QStringLiteral("Nimbus Roman"), QStringLiteral("TeX Gyre Termes"), QStringLiteral("Tinos")});
   fonte.setStyleHint(QFont::Serif);
   // A cell of 35 pixels holds letters of 32: the rest is the room above and below them.
   fonte.setPixelSize(32);
