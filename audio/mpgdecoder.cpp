@@ -4,9 +4,15 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace tonara {
 namespace {
@@ -35,6 +41,28 @@ void EcritSortie(const char* szTexte) {
   pollfd sortie{STDOUT_FILENO, POLLOUT, 0};
   if (poll(&sortie, 1, 0) != 1 || sortie.revents != POLLOUT) return;
   [[maybe_unused]] const ssize_t iEcrits = write(STDOUT_FILENO, szTexte, std::strlen(szTexte));
+}
+
+/// Samples of -1 to +1 as 16 bits, rounded to the nearest and held to their range: what the library gives as 16
+/// bits, to the bit, but its own way there costs a tenth of the decoding.
+void EnSeizeBits(const float* pf, size_t nEch, uint8_t* pDest) {
+  size_t n = 0;
+#if defined(__SSE2__)
+  const __m128 echelle = _mm_set1_ps(32768.0F);
+  const __m128 haut = _mm_set1_ps(32767.0F);  // beyond it the conversion to integers would turn over
+  const auto quatre = [&](const float* p) {
+    return _mm_cvtps_epi32(_mm_min_ps(_mm_mul_ps(_mm_loadu_ps(p), echelle), haut));
+  };
+  for (; n + 8 <= nEch; n += 8) {
+    const __m128i ech = _mm_packs_epi32(quatre(pf + n), quatre(pf + n + 4));
+    std::memcpy(pDest + n * 2, &ech, sizeof(ech));
+  }
+#endif
+  for (; n < nEch; ++n) {
+    const auto nVal = static_cast<int>(std::lrint(std::clamp(pf[n] * 32768.0F, -32768.0F, 32767.0F)));
+    pDest[n * 2] = static_cast<uint8_t>(nVal);
+    pDest[n * 2 + 1] = static_cast<uint8_t>(nVal >> 8);
+  }
 }
 
 }  // namespace
@@ -185,7 +213,7 @@ bool CMPGDecoder::OuvreMpg() {
               mpg123_param2(m_pMpg.get(), MPG123_INDEX_SIZE, 0, 0.0) == MPG123_OK &&
               mpg123_format_none(m_pMpg.get()) == MPG123_OK;
   for (const int iFreq : kFrequences) {
-    bBon = bBon && mpg123_format(m_pMpg.get(), iFreq, MPG123_STEREO, MPG123_ENC_SIGNED_16) == MPG123_OK;
+    bBon = bBon && mpg123_format(m_pMpg.get(), iFreq, MPG123_STEREO, MPG123_ENC_FLOAT_32) == MPG123_OK;
   }
   bBon = bBon && mpg123_open_feed(m_pMpg.get()) == MPG123_OK;
   if (!bBon) m_pMpg.reset();
@@ -202,9 +230,10 @@ void CMPGDecoder::Decode() {
     unsigned char* pAudio = nullptr;
     size_t nOctets = 0;
     iEtat = mpg123_decode_frame(m_pMpg.get(), &llNumero, &pAudio, &nOctets);
-    if (pAudio != nullptr && nOctets > 0 && nOctets <= static_cast<size_t>(kMaxPcmFrame)) {
-      std::memcpy(m_pPcm, pAudio, nOctets);
-      m_iPcmOctets = static_cast<int>(nOctets);
+    const size_t nEch = nOctets / sizeof(float);
+    if (pAudio != nullptr && nEch > 0 && nEch * 2 <= static_cast<size_t>(kMaxPcmFrame)) {
+      EnSeizeBits(reinterpret_cast<const float*>(pAudio), nEch, m_pPcm);
+      m_iPcmOctets = static_cast<int>(nEch * 2);
     }
   }
 }

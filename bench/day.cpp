@@ -111,10 +111,12 @@ int main(int argc, char** argv) {
         while (!pgm.IsListePrete()) std::this_thread::yield();
       }
       nMaxPrises = std::max(nMaxPrises, jour.mixout.NbTranchesPrises());
-      const std::vector<int16_t> pcm = jour.wave.TakePlayed16();
+      const std::vector<uint8_t> pcm = jour.wave.TakePlayed();
       // One sample in sixteen: sound of a tenth of a second isn't missed by that.
       bool bSon = false;
-      for (size_t i = 0; i < pcm.size() && !bSon; i += 16) bSon = std::abs(pcm[i]) > 327;
+      for (size_t i = 0; i + 1 < pcm.size() && !bSon; i += 32) {
+        bSon = std::abs(static_cast<int16_t>(pcm[i] | pcm[i + 1] << 8)) > 327;
+      }
       llMuet = bSon ? 0 : llMuet + kPasMs;
       if (llMs > 2000) llPire = std::max(llPire, llMuet);
     }
