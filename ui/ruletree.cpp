@@ -1,15 +1,12 @@
 #include "ui/ruletree.h"
 
 #include <QHeaderView>
-#include <QPainter>
-#include <cmath>
 
 #include "ui/look/look.h"
 
 namespace tonara {
 namespace {
 
-constexpr int kCoteImage = 16;
 constexpr int kAutourLigne = 6;
 constexpr int kSondesALaFois = 4;  // so that one dead drive doesn't hold up the files of another
 constexpr int kRoleRegle = Qt::UserRole;
@@ -17,24 +14,6 @@ constexpr int kRoleRegle = Qt::UserRole;
 constexpr std::array<const char*, kNbImagesRegle> kNomsImages{"line-file",    "line-folder",  "line-audio",
                                                               "line-video",   "line-image",   "line-other",
                                                               "line-missing", "line-disabled"};
-
-/// The drawing, and for the selected line, whose ground is dark, the same on a pale plate.
-QIcon Image(const char* szNom, qreal fRatio) {
-  const QPixmap dessin = DessineIcone(QString::fromLatin1(szNom), {kCoteImage, kCoteImage}, fRatio);
-  QPixmap choisie(dessin.size());
-  choisie.setDevicePixelRatio(fRatio);
-  choisie.fill(Qt::transparent);
-  QPainter peintre(&choisie);
-  peintre.setRenderHint(QPainter::Antialiasing);
-  peintre.setPen(Qt::NoPen);
-  peintre.setBrush(kCouleurAfficheur);
-  peintre.drawRoundedRect(QRectF(0, 0, kCoteImage, kCoteImage), 3, 3);
-  peintre.drawPixmap(QRectF(1, 1, kCoteImage - 2, kCoteImage - 2), dessin, QRectF(dessin.rect()));
-  peintre.end();
-  QIcon image(dessin);
-  image.addPixmap(choisie, QIcon::Selected);
-  return image;
-}
 
 int RegleDe(const QTreeWidgetItem* pLigne) {
   return pLigne != nullptr && pLigne->parent() != nullptr ? pLigne->data(0, kRoleRegle).toInt() : -1;
@@ -45,11 +24,11 @@ int RegleDe(const QTreeWidgetItem* pLigne) {
 CRuleTree::CRuleTree(const std::vector<Rule>& vRules, std::function<bool(const std::string&)> fnAccessible,
                      QWidget* pParent)
     : QTreeWidget(pParent), m_vRules(vRules), m_fnAccessible(std::move(fnAccessible)), m_sondes(kSondesALaFois) {
-  for (size_t n = 0; n < m_images.size(); ++n) m_images[n] = Image(kNomsImages[n], std::ceil(devicePixelRatioF()));
+  for (size_t n = 0; n < m_images.size(); ++n) m_images[n] = IconeLigne(kNomsImages[n], *this);
   setAccessibleName(QStringLiteral("Règles"));
   setHeaderHidden(true);
   setColumnCount(1);
-  setIconSize({kCoteImage, kCoteImage});
+  setIconSize({kCoteLigne, kCoteLigne});
   setUniformRowHeights(true);
   setTextElideMode(Qt::ElideMiddle);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -1,9 +1,19 @@
 #!/bin/sh
-# Makes docs/images/main-window.png (and @2x) from the real program: screenshots.sh PROGRAM [FOLDER]
-# Needs Xvfb, ImageMagick's import and convert, and faketime: the picture shows a message under way.
+# Makes the pictures of all windows, at 100 and 200 %: screenshots.sh BUILD [FOLDER]
+# BUILD is a build folder with the program and the tool "shots"; FOLDER is docs/images. The main window comes
+# from the real program with a message under way, the dialogs from shots. Needs Xvfb, ImageMagick's import and
+# convert, faketime, and a mount namespace of its own: the choosers show a folder under /srv that isn't there.
 set -eu
 
-program=$(realpath "$1")
+if [ "${SHOTS_FOLDER:-}" = "" ]; then
+  export SHOTS_FOLDER=/srv/magasin
+  if [ "$(id -u)" = 0 ]; then exec unshare -m "$0" "$@"; fi
+  exec unshare -rm "$0" "$@"
+fi
+mount -t tmpfs tmpfs /srv
+mkdir -p "$SHOTS_FOLDER"
+
+build=$(realpath "$1")
 root=$(cd "$(dirname "$0")/../.." && pwd)
 out=${2:-$root/docs/images}
 mkdir -p "$out"
@@ -25,7 +35,7 @@ while [ ! -s "$work/display" ]; do sleep 0.1; done
 DISPLAY=:$(cat "$work/display")
 export DISPLAY
 
-picture() { # picture FILE SCALE
+main_window() { # main_window FILE SCALE
   dir=$work/$2
   mkdir -p "$dir/runtime"
   chmod 700 "$dir/runtime"
@@ -36,9 +46,10 @@ picture() { # picture FILE SCALE
     name=$([ $rule = 1 ] && echo "Promotion du jour" || echo "Fermeture du magasin")
     printf '[Rule_%d]\nPath=%s/%s.mp3\nTimeMode=1\nTimeBegin=1000\n' $rule "$dir" "$name"
   done >"$dir/Regles.ini"
-  (cd "$dir" && exec env QT_SCALE_FACTOR="$2" TONARA_AUDIO=null XDG_RUNTIME_DIR="$dir/runtime" TZ=UTC0 \
+  (cd "$dir" && unset QT_QPA_PLATFORM && exec env QT_SCALE_FACTOR="$2" TONARA_AUDIO=null \
+    XDG_RUNTIME_DIR="$dir/runtime" TZ=UTC0 \
     LD_PRELOAD="$faketime" FAKETIME='@2026-03-02 09:59:57' DONT_FAKE_MONOTONIC=1 FAKETIME_DONT_FAKE_MONOTONIC=1 \
-    "$program") 2>/dev/null &
+    "$build/app/tonara") 2>/dev/null &
   running=$!
   sleep 5
   import -window root "$work/screen.png"
@@ -48,6 +59,15 @@ picture() { # picture FILE SCALE
   wait "$running" || true
 }
 
-picture "$out/main-window.png" 1
-picture "$out/main-window@2x.png" 2
-echo "$out/main-window.png"
+for scale in 1 2; do
+  suffix=$([ $scale = 1 ] || echo "@${scale}x")
+  main_window "$out/main-window$suffix.png" $scale
+  # On a screen wide enough for every box at that scale.
+  HOME=$SHOTS_FOLDER QT_QPA_PLATFORM=offscreen QT_SCALE_FACTOR=$scale "$build/tests/shots" "$out" "$suffix" 2>/dev/null
+done
+# Few colours are enough for drawings and text, and make small files.
+for picture in "$out"/*.png; do
+  convert "$picture" -strip +dither -colors 200 -define png:compression-level=9 "PNG8:$work/small.png"
+  mv "$work/small.png" "$picture"
+done
+ls "$out"

@@ -144,21 +144,29 @@ void PhotoModale(const char* szNom) {
   });
 }
 
+/// The choosers show where their folder stands: SHOTS_FOLDER gives one that may be seen.
 void Choix() {
-  const std::filesystem::path dossier = std::filesystem::temp_directory_path() / ("shots-" + std::to_string(getpid()));
-  std::filesystem::create_directories(dossier / "Messages");
-  std::filesystem::create_directories(dossier / "Musiques");
-  for (const char* szNom : {"Promotion du jour.mp3", "Fermeture du magasin.wav"}) std::ofstream(dossier / szNom) << "x";
+  const char* szVoulu = std::getenv("SHOTS_FOLDER");
+  const std::filesystem::path dossier =
+      szVoulu != nullptr ? std::filesystem::path(szVoulu)
+                         : std::filesystem::temp_directory_path() / ("shots-" + std::to_string(getpid()));
+  const std::filesystem::path messages = dossier / "Messages";
+  // So many that nothing else of the disk is in the picture.
+  for (int n = 1; n <= 52; ++n)
+    std::filesystem::create_directories(messages / QString::asprintf("Semaine %02d", n).toStdString());
+  for (const char* szNom : {"Promotion du jour.mp3", "Fermeture du magasin.wav"})
+    std::ofstream(messages / "Semaine 26" / szNom) << "x";
   std::string szOut;
   PhotoModale("file-chooser");
   ChoisirFichier(nullptr, &szOut, QStringLiteral("Tous (*.*)|*.*|"), QStringLiteral("Ajouter un message"),
-                 kFichierExistant, dossier.string());
+                 kFichierExistant, (messages / "Semaine 26").string());
   PhotoModale("folder-browser");
-  ChoisirDossier(nullptr, dossier.string(), QStringLiteral("Répertoire des messages"), &szOut);
+  ChoisirDossier(nullptr, (messages / "Semaine 26").string(), QStringLiteral("Répertoire des messages"), &szOut);
   PhotoModale("question");
   Confirme(nullptr, QStringLiteral("Confirmez-vous la suppression de la règle ?"),
            QStringLiteral("Suppression de règles"));
-  std::filesystem::remove_all(dossier);
+  std::filesystem::remove_all(messages);
+  if (szVoulu == nullptr) std::filesystem::remove_all(dossier);
 }
 
 /// Shows a dialog and photographs it.

@@ -9,6 +9,7 @@
 #include <QSvgRenderer>
 #include <QWidget>
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "ui/look/francais.h"
@@ -81,6 +82,24 @@ QPixmap DessineIcone(const QString& szNom, QSize taille, qreal fRatio) {
   dessin.render(&peintre);
   peintre.end();
   image.setDevicePixelRatio(fRatio);
+  return image;
+}
+
+QIcon IconeLigne(const char* szNom, const QWidget& fenetre) {
+  const QPixmap dessin =
+      DessineIcone(QString::fromLatin1(szNom), {kCoteLigne, kCoteLigne}, std::ceil(fenetre.devicePixelRatioF()));
+  QPixmap choisie(dessin.size());
+  choisie.setDevicePixelRatio(dessin.devicePixelRatio());
+  choisie.fill(Qt::transparent);
+  QPainter peintre(&choisie);
+  peintre.setRenderHint(QPainter::Antialiasing);
+  peintre.setPen(Qt::NoPen);
+  peintre.setBrush(kCouleurAfficheur);
+  peintre.drawRoundedRect(QRectF(0, 0, kCoteLigne, kCoteLigne), 3, 3);
+  peintre.drawPixmap(QRectF(1, 1, kCoteLigne - 2, kCoteLigne - 2), dessin, QRectF(dessin.rect()));
+  peintre.end();
+  QIcon image(dessin);
+  image.addPixmap(choisie, QIcon::Selected);
   return image;
 }
 

@@ -37,6 +37,13 @@ QFont FonteHorloge();
 /// at that device pixel ratio. Null for an unknown name.
 QPixmap DessineIcone(const QString& szNom, QSize taille, qreal fRatio);
 
+/// The side of the drawings in the lines of lists and trees, logical pixels.
+inline constexpr int kCoteLigne = 16;
+
+/// One of our drawings for the lines of a list or tree, sharp where that window stands; for the selected
+/// line, whose ground is dark, the same on a pale plate.
+QIcon IconeLigne(const char* szNom, const QWidget& fenetre);
+
 /// A size laid out for the usual font, larger in proportion where the widget's font is larger.
 QSize TailleSelonFonte(const QWidget& widget, QSize taille);
 

@@ -17,7 +17,6 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <atomic>
-#include <cmath>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -30,7 +29,6 @@ namespace tonara {
 namespace {
 
 constexpr int kMargeDossiers = 10;
-constexpr int kCoteImage = 16;
 constexpr QSize kTailleDossiers{440, 460};
 constexpr QSize kTailleFichiers{720, 460};
 constexpr int kPatienceMs = 100;  // for a disk, with the window standing still
@@ -102,20 +100,15 @@ class CDialogueDisque {
   QPointer<T> m_pDialogue;
 };
 
-QIcon Image(const char* szNom, const QWidget* pFenetre) {
-  const QString szDessin = QString::fromLatin1(szNom);
-  return QIcon(DessineIcone(szDessin, {kCoteImage, kCoteImage}, std::ceil(pFenetre->devicePixelRatioF())));
-}
-
 /// Our drawings for files and folders. Asked on the model's thread, which reads the disk: so it only hands
 /// out what it has made beforehand, and it is the window's child behind the model, to go after it.
 class CImagesFichiers final : public QObject, public QAbstractFileIconProvider {
  public:
   explicit CImagesFichiers(QWidget* pFenetre)
       : QObject(pFenetre),
-        m_fichier(Image("line-file", pFenetre)),
-        m_dossier(Image("line-folder", pFenetre)),
-        m_ordinateur(Image("line-computer", pFenetre)) {}
+        m_fichier(IconeLigne("line-file", *pFenetre)),
+        m_dossier(IconeLigne("line-folder", *pFenetre)),
+        m_ordinateur(IconeLigne("line-computer", *pFenetre)) {}
 
   [[nodiscard]] QIcon icon(IconType eType) const override {
     if (eType == Computer || eType == Drive) return m_ordinateur;
@@ -144,7 +137,8 @@ class CDialogueFichier final : public QFileDialog {
                                                                 {"listModeButton", "view-list"},
                                                                 {"detailModeButton", "view-detail"}};
     for (const auto& [szBouton, szImage] : kBoutons) {
-      if (auto* pBouton = findChild<QToolButton*>(QLatin1String(szBouton))) pBouton->setIcon(Image(szImage, this));
+      if (auto* pBouton = findChild<QToolButton*>(QLatin1String(szBouton)))
+        pBouton->setIcon(IconeLigne(szImage, *this));
     }
     if (auto* pNouveau = findChild<QToolButton*>(QStringLiteral("newFolderButton"))) pNouveau->hide();
     // Into a folder only once its disk has answered.
@@ -231,12 +225,13 @@ class CDialogueDossier final : public QDialog {
       Examine(szPath);
     });
     // The folders arrive one by one; until the operator does something the first choice is kept in view.
-    connect(
-        m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre,
-        [this] { m_pArbre->scrollTo(m_pArbre->currentIndex(), QAbstractItemView::PositionAtCenter); },
-        Qt::QueuedConnection);
-    connect(m_pArbre, &QAbstractItemView::pressed, this,
-            [this] { disconnect(m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre, nullptr); });
+    const auto suit = [this] { m_pArbre->scrollTo(m_pArbre->currentIndex(), QAbstractItemView::PositionAtCenter); };
+    const auto arrivee = connect(m_pModele, &QFileSystemModel::directoryLoaded, m_pArbre, suit, Qt::QueuedConnection);
+    const auto tri = connect(m_pModele, &QFileSystemModel::layoutChanged, m_pArbre, suit, Qt::QueuedConnection);
+    connect(m_pArbre, &QAbstractItemView::pressed, this, [arrivee, tri] {
+      disconnect(arrivee);
+      disconnect(tri);
+    });
     connect(pOk, &QPushButton::clicked, this, &QDialog::accept);
     connect(pAnnuler, &QPushButton::clicked, this, &QDialog::reject);
 

@@ -220,7 +220,9 @@ TEST_F(CharteTest, AppliesFontColoursAndOpacity) {
     QStringList vNoms;
     for (int n = 0; n < Fontes(pDialogue)->count(); ++n) vNoms += Fontes(pDialogue)->item(n)->text();
     EXPECT_FALSE(vNoms.isEmpty());
-    EXPECT_TRUE(std::is_sorted(vNoms.begin(), vNoms.end()));
+    // As readers of the language sort.
+    const auto devant = [](const QString& a, const QString& b) { return QString::localeAwareCompare(a, b) < 0; };
+    EXPECT_TRUE(std::is_sorted(vNoms.begin(), vNoms.end(), devant)) << vNoms.join('|').toStdString();
     const QImage avant = Apercu(pDialogue);
     {
       const CReponse<QColorDialog> couleur([](QColorDialog* pCouleurs) {
