@@ -51,7 +51,7 @@ bool Repond(const QString& szDossier) {
 /// Where to begin: the folder wished for, or the nearest thing to it that answers.
 QString Depart(const QString& szVoulu) {
   for (const QString& szDossier : {szVoulu, QDir::currentPath(), QDir::homePath()}) {
-    if (!szDossier.isEmpty() && Repond(szDossier)) return szDossier;
+    if (!szDossier.isEmpty() && Repond(szDossier) && QFileInfo(szDossier).isDir()) return szDossier;
   }
   return QDir::rootPath();
 }

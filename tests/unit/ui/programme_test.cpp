@@ -95,6 +95,8 @@ class ProgrammeTest : public ::testing::Test {
       pChoix->setDirectory(QString::fromStdString(m_dir / szDossier));
       Tape(pChoix->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")), szNom);
       Bouton(pChoix, "Ouvrir")->click();
+      EXPECT_FALSE(pChoix->isVisible());
+      pChoix->close();
     });
     Bouton(pDialogue, "...")->click();
   }
