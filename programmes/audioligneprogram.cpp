@@ -30,12 +30,7 @@ CAudioLigneProgram::CAudioLigneProgram(const std::string& szIni)
 
 CAudioLigneProgram::CAudioLigneProgram(const std::string& szIni, const CAppcfg& cfg, CHistorique& historique,
                                        CMixout& mixout, CLineSource& ligne, CClock& clock)
-    : m_cfg(cfg),
-      m_historique(historique),
-      m_mixout(mixout),
-      m_ligne(ligne),
-      m_clock(clock),
-      m_szDevice(cfg.DeviceIn) {
+    : m_cfg(cfg), m_historique(historique), m_mixout(mixout), m_ligne(ligne), m_clock(clock), m_szDevice(cfg.DeviceIn) {
   m_szIni = szIni;
 }
 
