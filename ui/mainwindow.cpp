@@ -8,6 +8,7 @@
 #include <QUrl>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <initializer_list>
 
 #include "audio/mixout.h"
 #include "core/appcfg.h"
@@ -71,6 +72,7 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   auto* pGeneral = new CGroupe(QStringLiteral("Général"), this);
   m_pMetres = new CZoneVuMetres(g_Appcfg.ModeVuMetres, pGeneral);
   m_pMetres->setAccessibleName(QStringLiteral("Niveaux de sortie"));
+  m_pMetres->setAccessibleDescription(QStringLiteral("Rouge : saturation. Un clic efface l'alarme."));
   m_vNiveaux.assign(static_cast<size_t>(m_pMetres->NbBarres()), kNiveauRepos);
   m_vCretes = m_vAlarmes = m_vNiveaux;
   m_pNiveaux = Bouton(QStringLiteral("levels"), QStringLiteral("Régler les niveaux audio"), pGeneral);
@@ -122,7 +124,7 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   m_pManuel->hide();
   pGroupeManuel->hide();
   // Their windows are still to come.
-  for (CIconButton* pBouton : {m_pConfiguration, m_pGestionTextes, m_pManuel}) pBouton->setEnabled(false);
+  for (CIconButton* pBouton : {m_pConfiguration, m_pGestionTextes}) pBouton->setEnabled(false);
 
   auto* pBas = new QHBoxLayout;
   pBas->setSpacing(kEspaceGroupe);
@@ -140,10 +142,11 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   pFenetre->setSizeConstraint(QLayout::SetFixedSize);
 
   QWidget* pAvant = m_pLogo;
-  for (CIconButton* pBouton : {m_pAvertissement, m_pNiveaux, m_pConfiguration, m_pMessages, m_pPlan, m_pTextes,
-                               m_pGestionTextes, m_pProgramme, m_pManuel}) {
-    setTabOrder(pAvant, pBouton);
-    pAvant = pBouton;
+  for (QWidget* pControle :
+       std::initializer_list<QWidget*>{m_pAvertissement, m_pMetres, m_pNiveaux, m_pConfiguration, m_pMessages, m_pPlan,
+                                       m_pTextes, m_pGestionTextes, m_pProgramme, m_pManuel}) {
+    setTabOrder(pAvant, pControle);
+    pAvant = pControle;
   }
 
   connect(m_pLogo, &QAbstractButton::clicked, this, &CMainWindow::OuvreSite);
@@ -156,6 +159,7 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   connect(m_pPlan, &QAbstractButton::clicked, this, [this] { g_ListeEvents.Open(this); });
   connect(m_pTextes, &QAbstractButton::clicked, this, &CMainWindow::BasculeTextes);
   connect(m_pProgramme, &QAbstractButton::clicked, this, [this] { OpenDlgProgramme(this); });
+  connect(m_pManuel, &QAbstractButton::clicked, this, &CMainWindow::DiffusionManuelle);
   // clicked, not toggled: setting the state by program must change nothing else.
   connect(m_pMessages, &QAbstractButton::clicked, this, &CMainWindow::BasculeMessages);
   // The window itself has the focus at first: a space bar hit by chance must not switch the messages off.

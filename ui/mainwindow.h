@@ -41,6 +41,8 @@ class CMainWindow final : public QWidget {
   /// The operator closes the program, by the close box or the Enter key. The window stays until it is
   /// deleted.
   void Fermeture();
+  /// The operator wants the panel for manual broadcast. Its button stays hidden, and nobody listens so far.
+  void DiffusionManuelle();
 
  protected:
   void closeEvent(QCloseEvent* pEvent) override;

@@ -24,6 +24,12 @@ QColor Couleur(uint32_t cr) {
   return {static_cast<int>(cr & 0xFFU), static_cast<int>(cr >> 8 & 0xFFU), static_cast<int>(cr >> 16 & 0xFFU)};
 }
 
+/// Where several foundries have a font of one name the toolkit adds theirs in brackets. The name alone is what
+/// settings hold, and what other machines know.
+QString SansFonderie(const QString& szFamille) {
+  return szFamille.section(QStringLiteral(" ["), 0, 0);
+}
+
 uint32_t Code(const QColor& couleur) {
   return static_cast<uint32_t>(couleur.red() | couleur.green() << 8 | couleur.blue() << 16);
 }
@@ -36,9 +42,12 @@ CCharteDlg::CCharteDlg(const Charte& charte, QWidget* pParent)
   m_pFontes->setAccessibleName(QStringLiteral("Police"));
   m_pFontes->setUniformItemSizes(true);
   m_pFontes->setMinimumWidth(kLargeurFontes);
+  QStringList vFontes;
   for (const QString& szFonte : QFontDatabase::families()) {
-    if (!szFonte.startsWith(QLatin1Char('@'))) m_pFontes->addItem(szFonte);
+    if (!szFonte.startsWith(QLatin1Char('@'))) vFontes += SansFonderie(szFonte);
   }
+  vFontes.removeDuplicates();
+  m_pFontes->addItems(vFontes);
   m_pFontes->sortItems();
   m_pApercu->setFixedSize(kTailleApercu);
   m_pApercu->setAccessibleName(QStringLiteral("Aperçu"));
@@ -83,12 +92,15 @@ CCharteDlg::CCharteDlg(const Charte& charte, QWidget* pParent)
 
   // A font that this system doesn't have stays in the charte until the operator picks another.
   const QList<QListWidgetItem*> vTrouvees =
-      m_pFontes->findItems(QString::fromStdString(charte.m_szFont), Qt::MatchFixedString);
+      m_pFontes->findItems(SansFonderie(QString::fromStdString(charte.m_szFont)), Qt::MatchFixedString);
   m_pFontes->setCurrentItem(vTrouvees.isEmpty() ? m_pFontes->item(0) : vTrouvees.first());
-  connect(m_pFontes, &QListWidget::currentTextChanged, this, [this](const QString& szFonte) {
+  const auto choisit = [this](const QString& szFonte) {
     m_charte.m_szFont = szFonte.toStdString();
     DessineApercu();
-  });
+  };
+  connect(m_pFontes, &QListWidget::currentTextChanged, this, choisit);
+  // The first one is selected also where it stands in for a font that is absent, and can be picked all the same.
+  connect(m_pFontes, &QListWidget::itemClicked, this, [choisit](const QListWidgetItem* p) { choisit(p->text()); });
   connect(pTexte, &QPushButton::clicked, this,
           [this] { ChoisitCouleur(&m_charte.m_crTexte, QStringLiteral("Couleur texte")); });
   connect(pFond, &QPushButton::clicked, this,

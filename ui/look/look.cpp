@@ -1,6 +1,7 @@
 #include "ui/look/look.h"
 
 #include <QApplication>
+#include <QGridLayout>
 #include <QLocale>
 #include <QMessageBox>
 #include <QPainter>
@@ -117,6 +118,15 @@ void RemoveToolTip(QWidget* pControle) {
   pControle->setToolTip({});
 }
 
+void HabilleBoite(QMessageBox* pBoite) {
+  constexpr int kCote = 40;
+  pBoite->setTextFormat(Qt::PlainText);
+  pBoite->setIconPixmap(DessineIcone(QStringLiteral("warning"), {kCote, kCote}, pBoite->devicePixelRatioF()));
+  for (QAbstractButton* pBouton : pBoite->buttons()) pBouton->setIcon(QIcon());
+  // The drawing stands beside the first two rows: a text of one line is centred on it.
+  if (auto* pGrille = qobject_cast<QGridLayout*>(pBoite->layout())) pGrille->setRowMinimumHeight(0, kCote);
+}
+
 QMessageBox* ShowBox(QWidget* pParent, const QString& szTexte, const QString& szTitre) {
   QString szCorps = szTexte;
   szCorps.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
@@ -127,9 +137,7 @@ QMessageBox* ShowBox(QWidget* pParent, const QString& szTexte, const QString& sz
     }
   }
   auto* pBoite = new QMessageBox(QMessageBox::NoIcon, szTitre, szCorps, QMessageBox::Ok, pParent);
-  pBoite->setIconPixmap(DessineIcone(QStringLiteral("warning"), {40, 40}, pParent->devicePixelRatioF()));
-  pBoite->button(QMessageBox::Ok)->setIcon(QIcon());
-  pBoite->setTextFormat(Qt::PlainText);
+  HabilleBoite(pBoite);
   pBoite->setAttribute(Qt::WA_DeleteOnClose);
   pBoite->open();
   return pBoite;

@@ -51,6 +51,9 @@ QSize TailleSelonFonte(const QWidget& widget, QSize taille);
 void AddToolTip(QWidget* pControle, const QString& szTexte);
 void RemoveToolTip(QWidget* pControle);
 
+/// Gives a message box, whose buttons are there already, our drawing instead of the toolkit's.
+void HabilleBoite(QMessageBox* pBoite);
+
 /// Shows a message box over the parent and returns at once: timers and messages go on, and the end of
 /// the program need not wait for an operator. While a box of that caption is open over the parent, it
 /// takes the new text instead of a second one coming up. The box deletes itself when closed.

@@ -325,9 +325,7 @@ bool ChoisirDossier(QWidget* pParent, const std::string& szDepart, const QString
 bool Confirme(QWidget* pParent, const QString& szTexte, const QString& szTitre) {
   const CDialogueTemp boite(std::make_unique<QMessageBox>(QMessageBox::NoIcon, szTitre, szTexte,
                                                           QMessageBox::Ok | QMessageBox::Cancel, pParent));
-  boite->setTextFormat(Qt::PlainText);
-  boite->setIconPixmap(DessineIcone(QStringLiteral("warning"), {40, 40}, boite->devicePixelRatioF()));
-  for (QAbstractButton* pBouton : boite->buttons()) pBouton->setIcon(QIcon());
+  HabilleBoite(boite.operator->());
   boite->setDefaultButton(QMessageBox::Ok);
   const int nResultat = boite->exec();
   return boite && nResultat == QMessageBox::Ok;

@@ -15,7 +15,8 @@ namespace {
 // stands out from the ground by more than 3 to 1.
 constexpr QColor kSousContour{174, 136, 57};
 constexpr QColor kContour{124, 97, 41};
-constexpr qreal kTraitFocus = 1.6;
+constexpr qreal kTraitFocus = 1.8;
+constexpr qreal kRondeurFocus = 2.5;
 constexpr int kRondeurBulle = 6;
 constexpr int kMargeBulle = 5;
 
@@ -38,6 +39,11 @@ void Cadre(QPainter* pPeintre, const QRectF& place, qreal fRondeur, const QPen& 
   pPeintre->restore();
 }
 
+void CadreFocus(QPainter* pPeintre, const QStyleOption& option, qreal fRondeur = kRondeurFocus) {
+  if ((option.state & QStyle::State_HasFocus) == 0) return;
+  Cadre(pPeintre, option.rect, fRondeur, QPen(kCouleurTexte, kTraitFocus), Qt::NoBrush);
+}
+
 }  // namespace
 
 CStyle::CStyle() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
@@ -54,7 +60,7 @@ void CStyle::drawPrimitive(PrimitiveElement eElement, const QStyleOption* pOptio
     case PE_Frame:
       if (qobject_cast<const QAbstractScrollArea*>(pWidget) == nullptr) break;
       pPeintre->fillRect(pOption->rect, bFocus ? kCouleurTexte : kContour);
-      pPeintre->fillRect(pOption->rect.adjusted(1, 1, -1, -1), pOption->palette.base());
+      if (!bFocus) pPeintre->fillRect(pOption->rect.adjusted(1, 1, -1, -1), pOption->palette.base());
       return;
     case PE_PanelTipLabel:
       Cadre(pPeintre, pOption->rect, kRondeurBulle, QPen(kCouleurTexte, 1), pOption->palette.toolTipBase());
@@ -65,6 +71,7 @@ void CStyle::drawPrimitive(PrimitiveElement eElement, const QStyleOption* pOptio
       if (const auto* pBouton = qstyleoption_cast<const QStyleOptionButton*>(pOption)) {
         const QStyleOptionButton forte = Renforce(*pBouton);
         QProxyStyle::drawPrimitive(eElement, &forte, pPeintre, pWidget);
+        if (eElement == PE_PanelButtonCommand) CadreFocus(pPeintre, forte);
         return;
       }
       break;
@@ -73,6 +80,7 @@ void CStyle::drawPrimitive(PrimitiveElement eElement, const QStyleOption* pOptio
       if (const auto* pCadre = qstyleoption_cast<const QStyleOptionFrame*>(pOption)) {
         const QStyleOptionFrame forte = Renforce(*pCadre);
         QProxyStyle::drawPrimitive(eElement, &forte, pPeintre, pWidget);
+        if (pCadre->lineWidth > 0) CadreFocus(pPeintre, forte);
         return;
       }
       break;
@@ -87,13 +95,16 @@ void CStyle::drawComplexControl(ComplexControl eControle, const QStyleOptionComp
   if (const auto* pListe = qstyleoption_cast<const QStyleOptionComboBox*>(pOption)) {
     const QStyleOptionComboBox forte = Renforce(*pListe);
     QProxyStyle::drawComplexControl(eControle, &forte, pPeintre, pWidget);
+    CadreFocus(pPeintre, forte);
   } else if (const auto* pChamp = qstyleoption_cast<const QStyleOptionSpinBox*>(pOption)) {
     const QStyleOptionSpinBox forte = Renforce(*pChamp);
     QProxyStyle::drawComplexControl(eControle, &forte, pPeintre, pWidget);
+    CadreFocus(pPeintre, forte);
   } else if (const auto* pGlissiere = qstyleoption_cast<const QStyleOptionSlider*>(pOption);
              pGlissiere != nullptr && eControle == CC_Slider) {
     const QStyleOptionSlider forte = Renforce(*pGlissiere);
     QProxyStyle::drawComplexControl(eControle, &forte, pPeintre, pWidget);
+    CadreFocus(pPeintre, forte, 6);
   } else {
     QProxyStyle::drawComplexControl(eControle, pOption, pPeintre, pWidget);
   }
@@ -101,6 +112,8 @@ void CStyle::drawComplexControl(ComplexControl eControle, const QStyleOptionComp
 
 int CStyle::pixelMetric(PixelMetric eMesure, const QStyleOption* pOption, const QWidget* pWidget) const {
   if (eMesure == PM_ToolTipLabelFrameWidth) return kMargeBulle;
+  // Room for a thicker line around the list that has the keyboard.
+  if (eMesure == PM_DefaultFrameWidth && qobject_cast<const QAbstractScrollArea*>(pWidget) != nullptr) return 2;
   return QProxyStyle::pixelMetric(eMesure, pOption, pWidget);
 }
 

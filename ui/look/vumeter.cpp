@@ -1,5 +1,6 @@
 #include "ui/look/vumeter.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -80,7 +81,16 @@ CZoneVuMetres::CZoneVuMetres(int nBarres, QWidget* pParent)
 }
 
 void CZoneVuMetres::Update(int nBarre, float fLevel, float fMax) {
-  if (nBarre >= 0 && nBarre < NbBarres()) m_vMetres[static_cast<size_t>(nBarre)].Update(fLevel, fMax);
+  if (nBarre < 0 || nBarre >= NbBarres()) return;
+  if (m_vMetres[static_cast<size_t>(nBarre)].Update(fLevel, fMax)) RegleFocus();
+}
+
+void CZoneVuMetres::RegleFocus() {
+  const bool bAlarme =
+      std::any_of(m_vMetres.begin(), m_vMetres.end(), [](const CVuMeter& metre) { return metre.IsAlarme(); });
+  // What has the keyboard keeps it until it goes on by itself.
+  const Qt::FocusPolicy ePolitique = bAlarme || hasFocus() ? Qt::TabFocus : Qt::NoFocus;
+  if (focusPolicy() != ePolitique) setFocusPolicy(ePolitique);
 }
 
 QSize CZoneVuMetres::sizeHint() const {
@@ -98,6 +108,9 @@ void CZoneVuMetres::paintEvent(QPaintEvent* pEvent) {
   // The gaps between bars, and the frame: without them empty bars could not be seen on the window's ground.
   peintre.fillRect(pEvent->rect(), kCouleurFond.darker(145));
   for (const CVuMeter& metre : m_vMetres) metre.Peint(peintre);
+  if (!hasFocus()) return;
+  peintre.setPen(QPen(kCouleurTexte, 2));
+  peintre.drawRect(rect().adjusted(1, 1, -1, -1));
 }
 
 void CZoneVuMetres::resizeEvent(QResizeEvent* /*pEvent*/) {
@@ -106,6 +119,19 @@ void CZoneVuMetres::resizeEvent(QResizeEvent* /*pEvent*/) {
 
 void CZoneVuMetres::mousePressEvent(QMouseEvent* /*pEvent*/) {
   emit Clic();
+}
+
+void CZoneVuMetres::keyPressEvent(QKeyEvent* pEvent) {
+  if (pEvent->key() == Qt::Key_Space) {
+    emit Clic();
+  } else {
+    QWidget::keyPressEvent(pEvent);
+  }
+}
+
+void CZoneVuMetres::focusOutEvent(QFocusEvent* pEvent) {
+  QWidget::focusOutEvent(pEvent);
+  RegleFocus();
 }
 
 }  // namespace tonara

@@ -47,7 +47,8 @@ class CVuMeter {
   float m_fMax = 0.0F;
 };
 
-/// Bars one under the other, rightward, in the colours of the program.
+/// Bars one under the other, rightward, in the colours of the program. While one is in alarm the keyboard
+/// comes by, for the space bar to do what a click does.
 class CZoneVuMetres final : public QWidget {
   Q_OBJECT
 
@@ -66,9 +67,12 @@ class CZoneVuMetres final : public QWidget {
   void paintEvent(QPaintEvent* pEvent) override;
   void resizeEvent(QResizeEvent* pEvent) override;
   void mousePressEvent(QMouseEvent* pEvent) override;
+  void keyPressEvent(QKeyEvent* pEvent) override;
+  void focusOutEvent(QFocusEvent* pEvent) override;
 
  private:
   [[nodiscard]] QRect Place(int nBarre) const;
+  void RegleFocus();
   std::vector<CVuMeter> m_vMetres;
 };
 

@@ -4,10 +4,20 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDateEdit>
 #include <QImage>
 #include <QKeyEvent>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QMessageBox>
 #include <QPointer>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSlider>
+#include <QVBoxLayout>
+#include <iterator>
 #include <memory>
 #include <thread>
 
@@ -219,6 +229,13 @@ TEST_F(MainWindowTest, FixedSizeSharedColoursAndToolTips) {
             QStringLiteral("Accès au site internet tonara"));
   EXPECT_EQ(Bascule()->toolTip(), QStringLiteral("Autoriser / Interdire la diffusion des messages programmés"));
   EXPECT_TRUE(m_pFenetre->testAttribute(Qt::WA_AlwaysShowToolTips));
+  // Never shown, and wired.
+  auto* pManuel = Controle<CIconButton>("Diffusion manuelle");
+  int nDemandes = 0;
+  QObject::connect(m_pFenetre.get(), &CMainWindow::DiffusionManuelle, [&] { ++nDemandes; });
+  EXPECT_TRUE(pManuel->isHidden() && pManuel->parentWidget()->isHidden());
+  pManuel->click();
+  EXPECT_EQ(nDemandes, 1);
 }
 
 TEST_F(MainWindowTest, TabGoesThroughTheControlsInReadingOrder) {
@@ -253,6 +270,41 @@ TEST_F(MainWindowTest, ScreenReaderFindsClockAndStatus) {
   QAccessibleInterface* pBascule = QAccessible::queryAccessibleInterface(Bascule());
   ASSERT_NE(pBascule, nullptr);
   EXPECT_TRUE(pBascule->state().checkable);
+}
+
+TEST(Look, FocusIsSeenOnEveryKindOfControl) {
+  QWidget fenetre;
+  auto* pColonne = new QVBoxLayout(&fenetre);
+  QWidget* const controles[] = {new QPushButton(QStringLiteral("Tester")),
+                                new QCheckBox(QStringLiteral("Lundi")),
+                                new QRadioButton(QStringLiteral("Aucun")),
+                                new QComboBox,
+                                new QLineEdit,
+                                new QDateEdit,
+                                new QSlider(Qt::Horizontal),
+                                new QListWidget,
+                                new CIconButton(QStringLiteral("plan"), {30, 30}, nullptr)};
+  for (QWidget* pControle : controles) pColonne->addWidget(pControle);
+  fenetre.show();
+  QApplication::setActiveWindow(&fenetre);
+  const auto sombres = [](QWidget* pControle) {
+    const QImage image = pControle->grab().toImage();
+    int n = 0;
+    for (int y = 0; y < image.height(); ++y) {
+      for (int x = 0; x < image.width(); ++x) n += image.pixelColor(x, y).lightness() < 80 ? 1 : 0;
+    }
+    return n;
+  };
+  for (size_t n = 0; n < std::size(controles); ++n) {
+    QWidget* pControle = controles[n];
+    controles[(n + 1) % std::size(controles)]->setFocus();
+    const int nSans = sombres(pControle);
+    pControle->setFocus();
+    ASSERT_TRUE(pControle->hasFocus()) << n;
+    // A line around its text, or around itself.
+    EXPECT_GT(sombres(pControle), nSans + 2 * pControle->fontMetrics().height())
+        << pControle->metaObject()->className();
+  }
 }
 
 TEST(Look, DrawingsAreSharpAtAnyScale) {

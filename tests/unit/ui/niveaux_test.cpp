@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QSlider>
+#include <QTest>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -79,6 +80,19 @@ TEST(VuMeter, UpwardBarStandsOnItsBottom) {
   EXPECT_EQ(image.pixelColor(2, 100 - 45), QColor(Qt::black));
   EXPECT_EQ(image.pixelColor(2, 100 - 46), kFond);
   EXPECT_EQ(image.pixelColor(9, 99), kFond) << "the right edge is pulled in by one";
+}
+
+TEST(VuMeter, KeyboardComesByWhileThereIsAnAlarmToClear) {
+  CZoneVuMetres zone(2, nullptr);
+  int nClics = 0;
+  QObject::connect(&zone, &CZoneVuMetres::Clic, [&] { ++nClics; });
+  EXPECT_EQ(zone.focusPolicy(), Qt::NoFocus);
+  zone.Update(1, -3.0F, 1.0F);
+  EXPECT_EQ(zone.focusPolicy(), Qt::TabFocus);
+  QTest::keyClick(&zone, Qt::Key_Space);
+  EXPECT_EQ(nClics, 1);
+  zone.Update(1, -3.0F, kNiveauRepos);
+  EXPECT_EQ(zone.focusPolicy(), Qt::NoFocus);
 }
 
 class NiveauxTest : public ::testing::Test {
