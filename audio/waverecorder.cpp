@@ -246,7 +246,9 @@ bool CWaveRecorder::Tick() {
   bool bPanne = false;
   if (!m_Lock.TryLock()) return false;
   UnderrunLocked();
-  while (!m_bPanne && m_hWaveIn && !m_vOrdre.empty()) {
+  // A device that gives blocks faster than they are taken must not keep everybody else from the lock.
+  int nReste = kNbBlocs;
+  for (; nReste > 0 && !m_bPanne && m_hWaveIn && !m_vOrdre.empty(); --nReste) {
     const int iBloc = m_vOrdre.front();
     CAPTURE_BUFFER& bloc = *m_pBuffers[static_cast<size_t>(iBloc)];
     if (!bloc.m_bFini.load(std::memory_order_acquire)) break;
@@ -266,7 +268,7 @@ bool CWaveRecorder::Tick() {
   if (m_bDonRefuse && m_bCapture && m_hWaveIn) DonneBlocsLocked();
   m_Lock.Unlock();
   if (bPanne) Boite("Erreur écriture\nLe disque est peut-etre plein\nEnregistrement arreté");
-  return true;
+  return nReste > 0;
 }
 
 std::string CWaveRecorder::NomLocked() {

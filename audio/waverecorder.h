@@ -89,8 +89,8 @@ class CWaveRecorder {
   /// No thread: the owner calls Tick.
   void SetSansThread() { m_bSansThread = true; }
 
-  /// Takes the finished blocks: one round of the capture thread, without its wait. False if the lock
-  /// was taken by another thread and the round skipped.
+  /// Takes the finished blocks, at most as many as there are: one round of the capture thread, without its
+  /// wait. False if there may be more, or the lock was taken by another thread and the round skipped.
   bool Tick();
 
  private:
