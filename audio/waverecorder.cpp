@@ -247,7 +247,7 @@ bool CWaveRecorder::Tick() {
   if (!m_Lock.TryLock()) return false;
   UnderrunLocked();
   // A device that gives blocks faster than they are taken must not keep everybody else from the lock.
-  int nReste = kNbBlocs;
+  int nReste = kNbBlocs + 1;
   for (; nReste > 0 && !m_bPanne && m_hWaveIn && !m_vOrdre.empty(); --nReste) {
     const int iBloc = m_vOrdre.front();
     CAPTURE_BUFFER& bloc = *m_pBuffers[static_cast<size_t>(iBloc)];
