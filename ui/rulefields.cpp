@@ -1,6 +1,5 @@
 #include "ui/rulefields.h"
 
-#include <QCalendarWidget>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
@@ -222,8 +221,7 @@ QDateEdit* CRuleFields::CreeDate(const QString& szNom, void (*fnChange)(Rule*, u
   pDate->setAccessibleName(szNom);
   pDate->setLocale(francais);
   pDate->setCalendarPopup(true);
-  pDate->calendarWidget()->setLocale(francais);
-  pDate->calendarWidget()->setFirstDayOfWeek(Qt::Monday);
+  HabilleCalendrier(pDate->calendarWidget());
   pDate->setDisplayFormat(QStringLiteral("dd/MM/yyyy"));
   // A date counts when it is typed to its end: the "2" of "28" must not drag the other date along.
   pDate->setKeyboardTracking(false);

@@ -1,10 +1,16 @@
-// Pictures of the dialogs with sample content: shots FOLDER [SUFFIX [POINTS]]
-// QT_SCALE_FACTOR sets the scale; SUFFIX ("@2x") goes behind each file's name; POINTS is the size of the font.
+// Pictures of the windows with sample content: shots FOLDER [SUFFIX [POINTS [FAMILY]]]
+// QT_SCALE_FACTOR sets the scale; SUFFIX ("@2x") goes behind each file's name; POINTS is the size of the font,
+// FAMILY its name.
 #include <unistd.h>
 #include <QApplication>
+#include <QCalendarWidget>
 #include <QComboBox>
+#include <QDateEdit>
 #include <QKeyEvent>
+#include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QTimer>
 #include <QTreeWidget>
 #include <QWidget>
@@ -13,11 +19,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "audio/mixout.h"
 #include "core/appcfg.h"
+#include "core/warning.h"
 #include "programmes/audiolignedlg.h"
 #include "programmes/audioloopfiledlg.h"
 #include "programmes/audioplaylistdlg.h"
@@ -30,6 +38,7 @@
 #include "ui/look/look.h"
 #include "ui/look/shareddialogs.h"
 #include "ui/look/vumeter.h"
+#include "ui/mainwindow.h"
 #include "ui/mixergui.h"
 #include "ui/ruleeditor.h"
 
@@ -144,6 +153,14 @@ void PhotoModale(const char* szNom) {
   });
 }
 
+/// A button of a window by its text.
+QPushButton* Bouton(QWidget* pFenetre, const QString& szTexte) {
+  for (QPushButton* pBouton : pFenetre->findChildren<QPushButton*>()) {
+    if (pBouton->text().remove(QLatin1Char('&')) == szTexte) return pBouton;
+  }
+  return nullptr;
+}
+
 /// The choosers show where their folder stands: SHOTS_FOLDER gives one that may be seen.
 void Choix() {
   const char* szVoulu = std::getenv("SHOTS_FOLDER");
@@ -217,6 +234,49 @@ void Niveaux() {
   g_MixerGUI.Close();
 }
 
+void Principale() {
+  CWarning avertissement;
+  g_pWarning = &avertissement;
+  CMainWindow fenetre;
+  avertissement.SetButton(fenetre.UiAvertissement());
+  fenetre.setWindowTitle(QStringLiteral("tonara 2.05a"));
+  fenetre.AfficheMessagesActifs(true);
+  fenetre.AfficheTextesActifs(true);
+  fenetre.show();
+  avertissement.SetText("Nouvelle collection.mp4 : Codec vidéo absent");
+  g_Calendrier.SetMessagesActifs(true);
+  g_Calendrier.Tick();
+  fenetre.Rafraichit();
+  auto* pMetres = fenetre.findChild<CZoneVuMetres*>();
+  pMetres->Update(0, -3.0F, kNiveauRepos);
+  pMetres->Update(1, -4.0F, 0.5F);
+  Photo(&fenetre, "main-window-warning");
+  g_pWarning = nullptr;
+}
+
+void Style() {
+  const Charte charte{0xFF8040, 0xFFFFFF, 60, "DejaVu Sans"};
+  CCharteDlg dialogue(charte, nullptr);
+  dialogue.show();
+  Photo(&dialogue, "text-style");
+  PhotoModale("colour-chooser");
+  Bouton(&dialogue, QStringLiteral("Couleur fond"))->click();
+}
+
+/// What comes up from fields.
+void Champs() {
+  const SondesRegles sondes;
+  CRuleEditor editeur(Exemples(), nullptr, sondes);
+  editeur.show();
+  auto* pDate = editeur.findChild<QDateEdit*>();
+  pDate->setDate(QDate(2026, 12, 1));
+  pDate->calendarWidget()->window()->show();
+  Photo(pDate->calendarWidget()->window(), "calendar");
+  const std::unique_ptr<QMenu> pMenu(editeur.findChild<QLineEdit*>()->createStandardContextMenu());
+  pMenu->popup({0, 0});
+  Photo(pMenu.get(), "field-menu");
+}
+
 void Avis() {
   QWidget fenetre;
   fenetre.show();
@@ -234,7 +294,7 @@ void Avis() {
 int main(int argc, char** argv) {
   using namespace tonara;
   if (argc < 2) {
-    std::fprintf(stderr, "shots FOLDER [SUFFIX [POINTS]]\n");
+    std::fprintf(stderr, "shots FOLDER [SUFFIX [POINTS [FAMILY]]]\n");
     return 2;
   }
   setenv("QT_QPA_PLATFORM", "offscreen", 0);
@@ -246,6 +306,7 @@ int main(int argc, char** argv) {
   if (argc > 3) {
     QFont fonte = QApplication::font();
     fonte.setPointSize(std::atoi(argv[3]));
+    if (argc > 4) fonte.setFamily(QString::fromLocal8Bit(argv[4]));
     QApplication::setFont(fonte);
   }
   Editeur();
@@ -256,9 +317,8 @@ int main(int argc, char** argv) {
   g_Appcfg.m_szIniPath = "/dev/null";
   Niveaux();
   Avis();
-  Charte charte{0xFF8040, 0xFFFFFF, 60, "DejaVu Sans"};
-  CCharteDlg dialogue(charte, nullptr);
-  dialogue.show();
-  Photo(&dialogue, "text-style");
+  Style();
+  Champs();
+  Principale();
   return s_bTout ? 0 : 1;
 }

@@ -1,6 +1,7 @@
 #include "ui/look/look.h"
 
 #include <QApplication>
+#include <QCalendarWidget>
 #include <QGridLayout>
 #include <QLocale>
 #include <QMessageBox>
@@ -8,10 +9,13 @@
 #include <QPalette>
 #include <QPushButton>
 #include <QSvgRenderer>
+#include <QTextCharFormat>
+#include <QToolButton>
 #include <QWidget>
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <utility>
 
 #include "ui/look/francais.h"
 #include "ui/look/style.h"
@@ -24,6 +28,8 @@ static void ChargeDessins() {
 
 namespace tonara {
 namespace {
+
+constexpr QColor kCouleurRepos{122, 29, 32};  // of the days of rest in calendars
 
 QPalette Palette() {
   QPalette palette(kCouleurAfficheur, kCouleurFond);
@@ -116,6 +122,28 @@ void AddToolTip(QWidget* pControle, const QString& szTexte) {
 
 void RemoveToolTip(QWidget* pControle) {
   pControle->setToolTip({});
+}
+
+void HabilleCalendrier(QCalendarWidget* pCalendrier) {
+  pCalendrier->setLocale(QLocale(QLocale::French, QLocale::France));
+  pCalendrier->setFirstDayOfWeek(Qt::Monday);
+  pCalendrier->setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
+  QTextCharFormat repos;
+  repos.setForeground(kCouleurRepos);
+  for (const Qt::DayOfWeek eJour : {Qt::Saturday, Qt::Sunday}) pCalendrier->setWeekdayTextFormat(eJour, repos);
+  // The bar with the month takes the colour of selections; its arrows are dark.
+  if (auto* pBarre = pCalendrier->findChild<QWidget*>(QStringLiteral("qt_calendar_navigationbar"))) {
+    QPalette palette;
+    palette.setColor(QPalette::Highlight, kCouleurFond);
+    palette.setColor(QPalette::HighlightedText, kCouleurTexte);
+    pBarre->setPalette(palette);
+  }
+  constexpr std::pair<const char*, const char*> kFleches[] = {{"qt_calendar_prevmonth", "nav-back"},
+                                                              {"qt_calendar_nextmonth", "nav-forward"}};
+  for (const auto& [szBouton, szImage] : kFleches) {
+    auto* pBouton = pCalendrier->findChild<QToolButton*>(QLatin1String(szBouton));
+    if (pBouton != nullptr) pBouton->setIcon(IconeLigne(szImage, *pCalendrier));
+  }
 }
 
 void HabilleBoite(QMessageBox* pBoite) {

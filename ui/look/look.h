@@ -10,6 +10,7 @@
 #include <QString>
 
 class QApplication;
+class QCalendarWidget;
 class QMessageBox;
 class QWidget;
 
@@ -50,6 +51,9 @@ QSize TailleSelonFonte(const QWidget& widget, QSize taille);
 /// Tool tip of a control, shown also while its window is inactive.
 void AddToolTip(QWidget* pControle, const QString& szTexte);
 void RemoveToolTip(QWidget* pControle);
+
+/// A calendar in our colours: French, with Monday first and no bright red for the days of rest.
+void HabilleCalendrier(QCalendarWidget* pCalendrier);
 
 /// Gives a message box, whose buttons are there already, our drawing instead of the toolkit's.
 void HabilleBoite(QMessageBox* pBoite);

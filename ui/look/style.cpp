@@ -128,6 +128,8 @@ int CStyle::styleHint(StyleHint eTrait, const QStyleOption* pOption, const QWidg
     pMasque->region = QRegion(contour.toFillPolygon().toPolygon());
     return 1;
   }
+  // A shadow behind pale text makes it harder to read.
+  if (eTrait == SH_EtchDisabledText) return 0;
   return QProxyStyle::styleHint(eTrait, pOption, pWidget, pRetour);
 }
 
