@@ -6,6 +6,7 @@
 #include "core/appcfg.h"
 #include "core/historique.h"
 #include "core/log.h"
+#include "platform/disque.h"
 #include "platform/paths.h"
 #include "platform/profile.h"
 #include "platform/textcodec.h"
@@ -173,6 +174,11 @@ class CEventAudio : public CEventBase {
  protected:
   void Joue() override {
     Historique();
+    // On a dead network drive the opening would never return, and no message would be fired any more.
+    if (!CQuestionDisque(m_szPath).Attend(CQuestionDisque::kMorteMs)) {
+      Trace(1, "Le disque ne répond pas : %s\n", m_szPath.c_str());
+      return;
+    }
     m_nTranche = m_context.pMixout->PlayFichier(m_szPath, kPlayMixe, 0, 0, 0, 0, m_context.pCfg->MessageAudio, false, 0,
                                                 0, kGroupeMessage, &m_dwLecture);
   }

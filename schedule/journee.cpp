@@ -10,6 +10,7 @@
 #include "core/log.h"
 #include "core/mediatype.h"
 #include "platform/clock.h"
+#include "platform/disque.h"
 #include "platform/paths.h"
 #include "schedule/creneaux.h"
 #include "schedule/grille.h"
@@ -21,6 +22,8 @@ namespace {
 
 /// Slots between two looks at the stop flag, at which the thread also gives its time slice away.
 constexpr int kCreneauxParTour = 256;
+constexpr uint32_t kPatienceCourteMs = 500;  // for further disks, once one has kept the plan waiting
+constexpr uint32_t kTourDisqueMs = 50;       // between two looks whether the plan is still wanted
 
 uint32_t Date(uint32_t dwAnnee, uint32_t dwMois, uint32_t dwJour) {
   return (dwAnnee * 100 + dwMois) * 100 + dwJour;
@@ -115,10 +118,18 @@ bool CJournee::Derouler(uint32_t nMode) {
   m_bFichiersManquants = false;
 
   size_t nRegle = 0;
+  size_t nMuets = 0;  // rules whose disk gave no answer
   for (const Rule& rule : m_grille.Copie()) {
     if (m_worker.StopRequested()) return false;
     ++nRegle;
     if (!rule.Enabled) continue;
+    if (!DisqueRepond(rule.Path, nMuets == 0)) {
+      if (m_worker.StopRequested()) return false;
+      ++nMuets;
+      m_bFichiersManquants = true;
+      Trace(1, "Règle %zu : le disque ne répond pas : %s\n", nRegle, rule.Path.c_str());
+      continue;
+    }
     if (!PathExists(rule.Path)) {
       m_bFichiersManquants = true;
       Trace(1, "Règle %zu : inaccessible : %s\n", nRegle, rule.Path.c_str());
@@ -135,6 +146,17 @@ bool CJournee::Derouler(uint32_t nMode) {
   MarquerServis(servis);
   m_dwDatePlan = dwDate;
   return true;
+}
+
+// No event is fired while a plan is made: a network drive that has gone must cost its own rules, not the day.
+bool CJournee::DisqueRepond(const std::string& szPath, bool bPatient) {
+  CQuestionDisque question(szPath);
+  const uint32_t dwPatience = bPatient ? CQuestionDisque::kMorteMs : kPatienceCourteMs;
+  for (uint32_t dwMs = 0; dwMs < dwPatience; dwMs += kTourDisqueMs) {
+    if (question.Attend(kTourDisqueMs)) return true;
+    if (m_worker.StopRequested()) return false;
+  }
+  return false;
 }
 
 bool CJournee::EstDuJour(const Rule& rule) const {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/e2e/sortie.h"
 #include "tests/support/mediafiles.h"
 #include "tests/support/program.h"
 
@@ -106,15 +107,14 @@ TEST(Process, EverySignalThatEndsASessionEndsInOrderAndSaves) {
 TEST(Process, DeadNetworkDriveDoesNotHoldUpTheEnd) {
   CProgram programme;
   const CTempDir& dir = programme.Dir();
-  EcritBoucle(dir);
-  dir.Write("tonara.ini", "[General]\nActiverTraces=1\n[Interface]\nPosMain_Left=120\n");
-  dir.Write("Regles.ini",
-            "[Rule_1]\nPath=" + dir.Dir() + "parti.mp3\n[Rule_2]\nPath=" + dir.Dir() + "disque mort/annonce.mp3\n");
+  dir.Write("tonara.ini", "[General]\nActiverTraces=1\n[Interface]\nPosMain_Left=120\n[LoopFile]\nPathLoopFile=" +
+                              dir.Dir() + "disque mort/musique.wav\n");
   programme.Precharge(TONARA_DEADDISK);
   ASSERT_TRUE(programme.Start(TONARA_PROGRAM));
-  // The plan is being worked out, and hangs at the second rule.
-  ASSERT_TRUE(programme.Attend(kDelai, [&] { return Compte(dir.Read("tonara.log"), "Règle 1 : inaccessible") == 1; }));
-  ASSERT_TRUE(programme.Attend(kDelai, [&] { return Joue(dir); }));
+  // The music's file is being opened, and never is.
+  ASSERT_TRUE(
+      programme.Attend(kDelai, [&] { return Compte(dir.Read("tonara.log"), "Démarrage des programmes") == 1; }));
+  ASSERT_TRUE(programme.Attend(kDelai, [&] { return Compte(dir.Read("tonara.log"), "Play Fichier") == 1; }));
   dir.Write("tonara.ini", "[General]\nActiverTraces=1\n");
   programme.Signal(SIGTERM);
   EXPECT_EQ(programme.Resultat(2.0), 1);
@@ -122,6 +122,29 @@ TEST(Process, DeadNetworkDriveDoesNotHoldUpTheEnd) {
   EXPECT_EQ(Compte(szLog, "un disque ne répond pas"), 1U) << szLog;
   EXPECT_EQ(Compte(szLog, "Fin session"), 1U) << szLog;
   EXPECT_EQ(Compte(dir.Read("tonara.ini"), "\nPosMain_Left=120\n"), 1U);
+}
+
+TEST(Process, DeadNetworkDriveCostsItsOwnRulesOnly) {
+  CProgram programme;
+  const CTempDir& dir = programme.Dir();
+  EcritBoucle(dir);
+  EcritTon(dir, "annonce.wav", kMessageHz, 500);
+  dir.Write("tonara.ini", "[General]\nActiverTraces=1\nActiverHistorique=1\n");
+  dir.Write("Regles.ini", RegleFixe(1, dir / "disque mort/annonce.mp3", 1000) +
+                              RegleFixe(2, dir / "disque mort/autre.mp3", 1000) +
+                              RegleFixe(3, dir / "annonce.wav", 1000));
+  programme.Precharge(TONARA_DEADDISK);
+  programme.SetHeure({2026, 3, 2, 9, 59, 47});
+  ASSERT_TRUE(programme.Start(TONARA_PROGRAM));
+  EXPECT_TRUE(programme.Attend(kDelai,
+                               [&] {
+                                 return Compte(dir.Read("Historique.txt"),
+                                               "10:00:00 - " + dir.Dir() + "annonce.wav (Message audio)\n") == 1;
+                               }))
+      << dir.Read("Historique.txt") << dir.Read("tonara.log");
+  EXPECT_EQ(Compte(dir.Read("tonara.log"), "le disque ne répond pas"), 2U);
+  programme.Signal(SIGTERM);
+  EXPECT_EQ(programme.Resultat(2.0), 1);
 }
 
 // A process group is signalled as a whole, and a script in it passes the signal on.
