@@ -54,7 +54,7 @@ CMainWindow::CMainWindow(const CClock& horloge) : m_horloge(horloge) {
   m_pAvertissement->setSizePolicy(place);
   m_pAvertissement->hide();
   m_pHorloge = new CTextBox(1, QStringLiteral("00:00:00"), CTextBox::Cadrage::Gauche, this);
-  m_pHorloge->setFont(FonteHorloge());
+  m_pHorloge->setFont(FonteHorloge(*this));
   m_pHorloge->SetMarges(10, 2);
   m_pHorloge->setAccessibleName(QStringLiteral("Heure"));
   m_pHorloge->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);

@@ -77,7 +77,7 @@ QVBoxLayout* CNiveauxDlg::Colonne(int nIndex, const QString& szIcone, const QStr
   Niveau& niveau = m_niveaux[static_cast<size_t>(nIndex)];
   auto* pIcone = new QLabel(pParent);
   niveau.pIcone = pIcone;
-  pIcone->setPixmap(DessineIcone(szIcone, {28, 28}, devicePixelRatioF()));
+  pIcone->setPixmap(DessineIcone(szIcone, TailleSelonFonte(*this, {28, 28}), devicePixelRatioF()));
   pIcone->setAlignment(Qt::AlignHCenter);
   AddToolTip(pIcone, szNom);
   niveau.pSlider = new QSlider(Qt::Vertical, pParent);
@@ -85,12 +85,13 @@ QVBoxLayout* CNiveauxDlg::Colonne(int nIndex, const QString& szIcone, const QStr
   niveau.pSlider->setPageStep(6);
   niveau.pSlider->setTickPosition(QSlider::TicksBothSides);
   niveau.pSlider->setTickInterval(6);
-  niveau.pSlider->setMinimumHeight(kHauteurSlider);
+  const QSize taille = TailleSelonFonte(*this, {kLargeurColonne, kHauteurSlider});
+  niveau.pSlider->setMinimumHeight(taille.height());
   niveau.pSlider->setAccessibleName(szNom);
   AddToolTip(niveau.pSlider, szNom);
   niveau.pTexte = new QLabel(QStringLiteral("0 dB"), pParent);
   niveau.pTexte->setAlignment(Qt::AlignHCenter);
-  niveau.pTexte->setMinimumWidth(kLargeurColonne);
+  niveau.pTexte->setMinimumWidth(taille.width());
 
   auto* pColonne = new QVBoxLayout;
   pColonne->setSpacing(kEspace);

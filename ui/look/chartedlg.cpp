@@ -41,7 +41,7 @@ CCharteDlg::CCharteDlg(const Charte& charte, QWidget* pParent)
   setWindowTitle(QStringLiteral("Charte Texte"));
   m_pFontes->setAccessibleName(QStringLiteral("Police"));
   m_pFontes->setUniformItemSizes(true);
-  m_pFontes->setMinimumWidth(kLargeurFontes);
+  m_pFontes->setMinimumWidth(TailleSelonFonte(*this, {kLargeurFontes, 0}).width());
   QStringList vFontes;
   for (const QString& szFonte : QFontDatabase::families()) {
     if (!szFonte.startsWith(QLatin1Char('@'))) vFontes += SansFonderie(szFonte);
@@ -49,6 +49,7 @@ CCharteDlg::CCharteDlg(const Charte& charte, QWidget* pParent)
   vFontes.removeDuplicates();
   m_pFontes->addItems(vFontes);
   m_pFontes->sortItems();
+  m_pFontes->setSpacing(1);
   m_pApercu->setFixedSize(kTailleApercu);
   m_pApercu->setAccessibleName(QStringLiteral("Aperçu"));
 

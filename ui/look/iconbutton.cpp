@@ -9,7 +9,7 @@
 namespace tonara {
 
 CIconButton::CIconButton(const QString& szIcone, QSize taille, QWidget* pParent)
-    : QAbstractButton(pParent), m_szIcone{szIcone, szIcone}, m_taille(taille) {
+    : QAbstractButton(pParent), m_szIcone{szIcone, szIcone}, m_taille(TailleSelonFonte(*this, taille)) {
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
   setCursor(Qt::PointingHandCursor);
   setAttribute(Qt::WA_Hover);

@@ -12,7 +12,7 @@ class CIconButton final : public QAbstractButton {
  public:
   static constexpr int kBord = 5;  ///< room around the drawing, for the focus frame
 
-  /// One drawing (see DessineIcone), of that size in logical pixels.
+  /// One drawing (see DessineIcone), of that size in logical pixels beside text of the usual size.
   CIconButton(const QString& szIcone, QSize taille, QWidget* pParent);
   /// A toggle with two drawings, for on (checked) and off.
   CIconButton(const QString& szIconeOn, const QString& szIconeOff, QSize taille, QWidget* pParent);

@@ -68,13 +68,13 @@ void ApplyLook(QApplication& app) {
   app.setWindowIcon(icone);
 }
 
-QFont FonteHorloge() {
+QFont FonteHorloge(const QWidget& widget) {
   // Behind it are fonts of its own widths, for systems that don't have it.
   QFont fonte(QStringList{QStringLiteral("Times New Roman"), QStringLiteral("Liberation Serif"),
                           QStringLiteral("Nimbus Roman"), QStringLiteral("TeX Gyre Termes"), QStringLiteral("Tinos")});
   fonte.setStyleHint(QFont::Serif);
   // A cell of 35 pixels holds letters of 32: the rest is the room above and below them.
-  fonte.setPixelSize(32);
+  fonte.setPixelSize(TailleSelonFonte(widget, {0, 32}).height());
   return fonte;
 }
 

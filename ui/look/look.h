@@ -31,8 +31,9 @@ inline constexpr char kSiteWeb[] = "https://www.tonara.example/";
 /// style sheets: these cost a polish of every widget and a repaint of more than has changed.
 void ApplyLook(QApplication& app);
 
-/// The clock's font: "Times New Roman", or what the system gives for it, 35 logical pixels high.
-QFont FonteHorloge();
+/// The clock's font: "Times New Roman", or what the system gives for it, 35 logical pixels high, and more where
+/// that widget's text is larger than usual.
+QFont FonteHorloge(const QWidget& widget);
 
 /// One of our drawings (ui/look/icons, without extension) as a pixmap of that size in logical pixels, sharp
 /// at that device pixel ratio. Null for an unknown name.

@@ -112,9 +112,23 @@ void CStyle::drawComplexControl(ComplexControl eControle, const QStyleOptionComp
 
 int CStyle::pixelMetric(PixelMetric eMesure, const QStyleOption* pOption, const QWidget* pWidget) const {
   if (eMesure == PM_ToolTipLabelFrameWidth) return kMargeBulle;
+  const bool bIndicateur = eMesure == PM_IndicatorWidth || eMesure == PM_IndicatorHeight ||
+                           eMesure == PM_ExclusiveIndicatorWidth || eMesure == PM_ExclusiveIndicatorHeight;
+  if (bIndicateur && pWidget != nullptr) {
+    const int nCote = QProxyStyle::pixelMetric(eMesure, pOption, pWidget);
+    return TailleSelonFonte(*pWidget, {nCote, nCote}).width();
+  }
   // Room for a thicker line around the list that has the keyboard.
   if (eMesure == PM_DefaultFrameWidth && qobject_cast<const QAbstractScrollArea*>(pWidget) != nullptr) return 2;
   return QProxyStyle::pixelMetric(eMesure, pOption, pWidget);
+}
+
+QSize CStyle::sizeFromContents(ContentsType eGenre, const QStyleOption* pOption, const QSize& taille,
+                               const QWidget* pWidget) const {
+  QSize place = QProxyStyle::sizeFromContents(eGenre, pOption, taille, pWidget);
+  // Air beside the text that grows with it.
+  if (eGenre == CT_PushButton && pOption != nullptr) place.rwidth() += pOption->fontMetrics.height() / 2;
+  return place;
 }
 
 int CStyle::styleHint(StyleHint eTrait, const QStyleOption* pOption, const QWidget* pWidget,

@@ -18,6 +18,8 @@ class CStyle final : public QProxyStyle {
                           const QWidget* pWidget) const override;
   [[nodiscard]] int pixelMetric(PixelMetric eMesure, const QStyleOption* pOption,
                                 const QWidget* pWidget) const override;
+  [[nodiscard]] QSize sizeFromContents(ContentsType eGenre, const QStyleOption* pOption, const QSize& taille,
+                                       const QWidget* pWidget) const override;
   int styleHint(StyleHint eTrait, const QStyleOption* pOption, const QWidget* pWidget,
                 QStyleHintReturn* pRetour) const override;
 };

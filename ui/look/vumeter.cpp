@@ -94,7 +94,7 @@ void CZoneVuMetres::RegleFocus() {
 }
 
 QSize CZoneVuMetres::sizeHint() const {
-  return {kLargeurZone, std::max(NbBarres(), 2) * (kHauteurBarre + 1) + 1};
+  return TailleSelonFonte(*this, {kLargeurZone, std::max(NbBarres(), 2) * (kHauteurBarre + 1) + 1});
 }
 
 QRect CZoneVuMetres::Place(int nBarre) const {
