@@ -32,7 +32,7 @@ constexpr size_t kReponsesMax = 1000;
 struct Annuaire {
   std::mutex m_mutex;
   std::map<std::string, std::shared_ptr<CQuestionDisque::Reponse>> m_ouvertes;  // by folder
-  std::map<std::string, Instant> m_repondues;  // by path: a dead drive may be mounted between live ones
+  std::map<std::string, Instant> m_repondues;
 };
 
 Annuaire& LAnnuaire() {
@@ -48,7 +48,7 @@ void Pose(const std::string& szDossier, const std::string& szPath,
     const std::lock_guard lock(annuaire.m_mutex);
     annuaire.m_ouvertes.erase(szDossier);
     if (annuaire.m_repondues.size() >= kReponsesMax) annuaire.m_repondues.clear();
-    annuaire.m_repondues[szPath] = std::chrono::steady_clock::now();
+    annuaire.m_repondues[szDossier] = std::chrono::steady_clock::now();
   }
   const std::lock_guard lock(pReponse->m_mutex);
   pReponse->m_bVenue = true;
@@ -57,16 +57,16 @@ void Pose(const std::string& szDossier, const std::string& szPath,
 
 }  // namespace
 
-CQuestionDisque::CQuestionDisque(const std::string& szPath) {
+CQuestionDisque::CQuestionDisque(const std::string& szPath, bool bDossier) {
   const size_t nBarre = szPath.find_last_of("/\\");
-  const std::string szDossier = szPath.substr(0, nBarre == std::string::npos ? 0 : nBarre);
+  const std::string szDossier = bDossier ? szPath : szPath.substr(0, nBarre == std::string::npos ? 0 : nBarre);
   Annuaire& annuaire = LAnnuaire();
   const std::lock_guard lock(annuaire.m_mutex);
   if (const auto ouverte = annuaire.m_ouvertes.find(szDossier); ouverte != annuaire.m_ouvertes.end()) {
     m_pReponse = ouverte->second;
     return;
   }
-  const auto repondue = annuaire.m_repondues.find(szPath);
+  const auto repondue = annuaire.m_repondues.find(szDossier);
   if (repondue != annuaire.m_repondues.end() && std::chrono::steady_clock::now() - repondue->second < kFraiche) return;
   auto pReponse = std::make_shared<Reponse>();
   try {

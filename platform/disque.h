@@ -15,9 +15,10 @@ class CQuestionDisque {
   /// From then on an open question means that the disk is dead: longer than one that slept takes to wake.
   static constexpr uint32_t kMorteMs = 10000;
 
-  /// Asks about that path. Nothing is asked while a question about something in the same folder is open, nor
-  /// for a few seconds after the path was answered for. Doesn't touch the disk in the caller's thread.
-  explicit CQuestionDisque(const std::string& szPath);
+  /// Asks about that path. Nothing is asked while a question about its folder is open, nor for a few seconds
+  /// after one was answered: files of one folder share an answer. bDossier: the path is a folder, which may
+  /// be where another drive begins. Doesn't touch the disk in the caller's thread.
+  explicit CQuestionDisque(const std::string& szPath, bool bDossier = false);
 
   /// True if there is an answer (the path need not exist), at the latest after dwMs; false at once for
   /// a dead disk.

@@ -123,7 +123,7 @@ bool CJournee::Derouler(uint32_t nMode) {
     if (m_worker.StopRequested()) return false;
     ++nRegle;
     if (!rule.Enabled) continue;
-    if (!DisqueRepond(rule.Path, nMuets == 0)) {
+    if (!DisqueRepond(rule, nMuets == 0)) {
       if (m_worker.StopRequested()) return false;
       ++nMuets;
       m_bFichiersManquants = true;
@@ -149,8 +149,8 @@ bool CJournee::Derouler(uint32_t nMode) {
 }
 
 // No event is fired while a plan is made: a network drive that has gone must cost its own rules, not the day.
-bool CJournee::DisqueRepond(const std::string& szPath, bool bPatient) {
-  CQuestionDisque question(szPath);
+bool CJournee::DisqueRepond(const Rule& rule, bool bPatient) {
+  CQuestionDisque question(rule.Path, rule.Folder);
   const uint32_t dwPatience = bPatient ? CQuestionDisque::kMorteMs : kPatienceCourteMs;
   for (uint32_t dwMs = 0; dwMs < dwPatience; dwMs += kTourDisqueMs) {
     if (question.Attend(kTourDisqueMs)) return true;

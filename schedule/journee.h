@@ -101,7 +101,7 @@ class CJournee {
   bool DeroulerRegle(const Rule& rule, size_t nRegle);
   bool DeroulerDossier(const Rule& rule, size_t nRegle);
   [[nodiscard]] bool EstDuJour(const Rule& rule) const;
-  bool DisqueRepond(const std::string& szPath, bool bPatient);
+  bool DisqueRepond(const Rule& rule, bool bPatient);
   Diffusable Examiner(const std::string& szPath);
   void AddMessageLocked(uint16_t wHeure, uint16_t wMinute, const Diffusable& fichier) REQUIRES(m_cs);
   CEvent* AddEventLocked(int nType, uint16_t wHeure, uint16_t wMinute, uint32_t wOrdre) REQUIRES(m_cs);
