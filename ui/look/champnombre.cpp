@@ -8,7 +8,16 @@ namespace tonara {
 namespace {
 
 constexpr QColor kCouleurAlerte{255, 0, 0};
-constexpr int kAutour = 22;  // frame and margins of a field, logical pixels
+constexpr int kAutour = 16;  // frame and margins of a field, logical pixels
+
+/// White on this red stands out by 4.0 to 1 only. That is enough for large text, which begins at 14 points in bold.
+QFont FonteAlerte() {
+  constexpr int kPointsGrands = 14;
+  QFont fonte;
+  fonte.setBold(true);
+  if (fonte.pointSize() < kPointsGrands) fonte.setPointSize(kPointsGrands);
+  return fonte;
+}
 
 }  // namespace
 
@@ -17,9 +26,9 @@ CChampNombre::CChampNombre(int nChiffres, QWidget* pParent) : QLineEdit(pParent)
   setValidator(new QRegularExpressionValidator(s_chiffres, this));
   setMaxLength(nChiffres);
   setAlignment(Qt::AlignCenter);
-  QFont gras(font());
-  gras.setBold(true);
-  setFixedWidth(QFontMetrics(gras).horizontalAdvance(QString(nChiffres, QLatin1Char('0'))) + kAutour);
+  // Nothing moves when the text grows: digits have room above and below.
+  setFixedSize(QFontMetrics(FonteAlerte()).horizontalAdvance(QString(nChiffres, QLatin1Char('0'))) + kAutour,
+               sizeHint().height());
 }
 
 void CChampNombre::Montre(uint32_t dwValeur, int nChiffresMin) {
@@ -34,8 +43,7 @@ void CChampNombre::SetAlerte(bool bAlerte) {
   QFont fonte;
   QPalette palette;
   if (bAlerte) {
-    // White on this red stands out by less than other text does, so it is bold.
-    fonte.setBold(true);
+    fonte = FonteAlerte();
     palette.setColor(QPalette::Base, kCouleurAlerte);
     palette.setColor(QPalette::Text, Qt::white);
   }

@@ -9,9 +9,11 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLineEdit>
+#include <QLocale>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSettings>
+#include <QStyledItemDelegate>
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
@@ -122,6 +124,23 @@ class CImagesFichiers final : public QObject, public QAbstractFileIconProvider {
   QIcon m_ordinateur;
 };
 
+/// Sizes and dates of the detail view in French: the model writes them in the system's language.
+class CDetailsFichiers final : public QStyledItemDelegate {
+ public:
+  enum Colonne : int { kTaille = 1, kType = 2, kDate = 3 };
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* pOption, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(pOption, index);
+    const auto* pModele = qobject_cast<const QFileSystemModel*>(index.model());
+    if (pModele == nullptr || pOption->text.isEmpty()) return;
+    const QLocale francais;
+    if (index.column() == kTaille) pOption->text = francais.formattedDataSize(pModele->size(index));
+    if (index.column() == kDate) pOption->text = francais.toString(pModele->lastModified(index), QLocale::ShortFormat);
+  }
+};
+
 class CDialogueFichier final : public QFileDialog {
  public:
   CDialogueFichier(QWidget* pParent, const QString& szDepart) : QFileDialog(pParent, {}, szDepart), m_vVus(szDepart) {
@@ -139,6 +158,16 @@ class CDialogueFichier final : public QFileDialog {
     for (const auto& [szBouton, szImage] : kBoutons) {
       if (auto* pBouton = findChild<QToolButton*>(QLatin1String(szBouton)))
         pBouton->setIcon(IconeLigne(szImage, *this));
+    }
+    if (auto* pDetails = findChild<QTreeView*>()) {
+      pDetails->setItemDelegate(new CDetailsFichiers(pDetails));
+      const int nChiffre = fontMetrics().horizontalAdvance(QLatin1Char('0'));
+      for (const auto& [nColonne, nChiffres] : {std::pair{0, 25},
+                                                {int{CDetailsFichiers::kTaille}, 10},
+                                                {int{CDetailsFichiers::kType}, 19},
+                                                {int{CDetailsFichiers::kDate}, 17}}) {
+        pDetails->header()->resizeSection(nColonne, nChiffres * nChiffre);
+      }
     }
     if (auto* pNouveau = findChild<QToolButton*>(QStringLiteral("newFolderButton"))) pNouveau->hide();
     // Into a folder only once its disk has answered.
