@@ -118,6 +118,8 @@ int CStyle::pixelMetric(PixelMetric eMesure, const QStyleOption* pOption, const 
     const int nCote = QProxyStyle::pixelMetric(eMesure, pOption, pWidget);
     return TailleSelonFonte(*pWidget, {nCote, nCote}).width();
   }
+  // The size of our drawings for lines: the toolkit's own for lists is larger, and a sharp screen would get that.
+  if (eMesure == PM_ListViewIconSize) return kCoteLigne;
   // Room for a thicker line around the list that has the keyboard.
   if (eMesure == PM_DefaultFrameWidth && qobject_cast<const QAbstractScrollArea*>(pWidget) != nullptr) return 2;
   return QProxyStyle::pixelMetric(eMesure, pOption, pWidget);
