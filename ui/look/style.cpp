@@ -13,8 +13,8 @@ namespace {
 
 // Fusion draws its outlines in the window's colour, darkened by 1.4. From this one it comes to an outline that
 // stands out from the ground by more than 3 to 1.
-constexpr QColor kSousContour{174, 136, 57};
-constexpr QColor kContour{124, 97, 41};
+constexpr QColor kSousContour{160, 125, 50};
+constexpr QColor kContour{114, 89, 36};
 constexpr qreal kTraitFocus = 1.8;
 constexpr qreal kRondeurFocus = 2.5;
 constexpr int kRondeurBulle = 6;
