@@ -74,8 +74,7 @@ class CDerive {
   int nSauts = 0;  ///< places where what is heard skips
   int nTrous = 0;  ///< times the output had nothing
   uint32_t nTrouMs = 0;
-  double dRetardMin = 1e9;  ///< ms, from the end of a frame's capture to its being heard
-  double dRetardMax = 0;
+  double dRetardMax = 0;  ///< ms, from the end of a frame's capture to its being heard
 
  private:
   void Capture() {
@@ -109,7 +108,6 @@ class CDerive {
     }
     // The frame was captured at the end of its number's time on the input's clock.
     const double dRetard = (m_dT - static_cast<double>(m_nDernier + 1) / kFramesCapture * m_dPasCapture) / 1000;
-    dRetardMin = std::min(dRetardMin, dRetard);
     dRetardMax = std::max(dRetardMax, dRetard);
   }
   // Waits until the mixer has done what it can: its queue is full, or it waits for the input.
@@ -131,34 +129,20 @@ class CDerive {
   bool m_bSon = true;
 };
 
-void Verifie(const CDerive& derive, double dDeriveMs, const char* szQuoi) {
-  std::printf("%s : %d sauts, %d trous (%u ms), retard de %.0f à %.0f ms\n", szQuoi, derive.nSauts, derive.nTrous,
-              static_cast<unsigned>(derive.nTrouMs), derive.dRetardMin, derive.dRetardMax);
-  // A refused block is worth 200 ms of drift. A wait is worth what it lasted, and the output asks again
-  // every 50 ms.
-  EXPECT_LE(derive.nSauts, static_cast<int>(dDeriveMs / 200) + 1);
-  EXPECT_LE(derive.nTrous, static_cast<int>(dDeriveMs / 50) + 1);
-  EXPECT_LE(derive.nTrouMs, dDeriveMs + 50);
-  // The output's queue, the ring, and the block that is being captured.
-  EXPECT_LE(derive.dRetardMax, 500 + 257 + 200);
-}
-
 // Ten times the usual drift for a tenth of an hour is the same drift; slow by twice that, so that the
 // output's queue runs out too.
 TEST(LigneDerive, FastAndSlowInputsNeitherAddDelayNorClickMoreThanTheDriftAsks) {
   for (const double dPpm : {1000.0, -2000.0}) {
     CDerive derive(dPpm);
     derive.Joue(6);
-    Verifie(derive, std::fabs(dPpm) * 0.36, dPpm > 0 ? "6 min, +1000 ppm" : "6 min, -2000 ppm");
-  }
-}
-
-// By hand: a minute of real time.
-TEST(LigneDerive, DISABLED_AnHourAtOneHundredPpm) {
-  for (const double dPpm : {100.0, -100.0, 0.0}) {
-    CDerive derive(dPpm);
-    derive.Joue(60);
-    Verifie(derive, std::fabs(dPpm) * 3.6, dPpm > 0 ? "1 h, +100 ppm" : dPpm < 0 ? "1 h, -100 ppm" : "1 h");
+    const double dDeriveMs = std::fabs(dPpm) * 0.36;
+    // A refused block is worth 200 ms of drift. A wait is worth what it lasted, and the output asks again
+    // every 50 ms.
+    EXPECT_LE(derive.nSauts, static_cast<int>(dDeriveMs / 200) + 1);
+    EXPECT_LE(derive.nTrous, static_cast<int>(dDeriveMs / 50) + 1);
+    EXPECT_LE(derive.nTrouMs, dDeriveMs + 50);
+    // The output's queue, the ring, and the block that is being captured.
+    EXPECT_LE(derive.dRetardMax, 500 + 257 + 200);
   }
 }
 
@@ -218,11 +202,6 @@ TEST(Enregistrement, KilledInTheMiddleLeavesFilesThatOtherProgramsOpen) {
   EXPECT_NEAR(Valeur("RMS     amplitude:"), 0.5 / std::numbers::sqrt2, 0.001) << szStat;
   EXPECT_NEAR(Valeur("Maximum delta:"), 2 * 0.5 * std::sin(std::numbers::pi * 1000 / 44100), 0.001)
       << "a step where two files meet";
-  if (!Sortie("ffprobe -version").empty()) {
-    EXPECT_EQ(
-        Sortie("ffprobe -v error -show_entries format=duration -of csv=p=0 '" + dir / "antenne_02.wav" + "' 2>&1"),
-        "1.000000\n");
-  }
 }
 
 }  // namespace

@@ -176,42 +176,6 @@ TEST_F(Playlist, FiveHundredShortFilesNeverLoseATranche) {
   EXPECT_EQ(shop.mixout.NbTranchesPrises(), 0);
 }
 
-TEST_F(Playlist, RandomOrderPlaysEachFileOncePerRound) {
-  for (int i = 0; i < 6; ++i) Ecrit("r" + std::to_string(i) + ".wav", 8000, 1000);
-  Ouvre(false, true);
-  while (Joues().size() < 18) shop.Avance(5000);
-  const std::vector<std::string> noms = Joues();
-  for (size_t t = 0; t < 18; t += 6) {
-    EXPECT_EQ(std::set<std::string>(noms.begin() + static_cast<int>(t), noms.begin() + static_cast<int>(t) + 6).size(),
-              6U);
-  }
-}
-
-TEST_F(Playlist, FilesOfOtherRatesAreSkippedWhileTheOldTrackLivesAndPlayBehindIt) {
-  // Cross-fades: the odd one out is passed over, music goes on.
-  Ecrit("a.wav", 8000, 20000);
-  Ecrit("b.wav", 11025, 20000);
-  Ecrit("c.wav", 8000, 20000);
-  Ouvre(true);
-  shop.Avance(1500);
-  shop.Avance(120000);
-  EXPECT_LE(shop.Silence(1500), 1000U);
-  pgm.reset();
-  shop.Avance(2000);
-
-  // Without cross-fades every rate plays.
-  const size_t nAvant = Joues().size();
-  const uint64_t llDebut = shop.llMs;
-  Ouvre(false);
-  shop.Avance(130000);
-  const std::vector<std::string> noms = Joues();
-  ASSERT_GE(noms.size(), nAvant + 6);
-  EXPECT_EQ(std::set<std::string>(noms.begin() + static_cast<int>(nAvant), noms.begin() + static_cast<int>(nAvant) + 3)
-                .size(),
-            3U);
-  EXPECT_LE(shop.Silence(llDebut + 1500), 1000U);
-}
-
 // The only files left have another rate than what plays: the mixer refuses them until the old track is
 // gone, and then at the very next round there is music.
 TEST_F(Playlist, ComesBackAtOnceAfterASilenceThatTheMixerForces) {
@@ -307,25 +271,6 @@ TEST_F(Playlist, AFolderThatNeverStopsChangingStillGivesMusic) {
   EXPECT_GE(Joues().size(), 20U);
 }
 
-TEST_F(Playlist, DamagedFilesAmongGoodOnesAreStepped) {
-  Ecrit("1.wav", 8000, 15000);
-  shop.dir.Write("m/2.wav", "RIFFxxxxWAVE");
-  shop.dir.Write("m/3.mp3", std::string(5000, 'z'));
-  shop.dir.Write("m/4.wav", WavTone(8000, 60000, 440).substr(0, 8000 * 4 * 3));  // says 60 s, holds 3
-  shop.dir.Write("m/5.mp3", "");
-  Ecrit("6.wav", 8000, 15000);
-  for (const bool bFondus : {true, false}) {
-    const uint64_t llDebut = shop.llMs;
-    Ouvre(bFondus);
-    shop.Avance(120000);
-    // Each unreadable file costs half a round, and two stand in a row at most here.
-    EXPECT_LE(shop.Silence(llDebut + 1500), 3000U) << bFondus;
-    pgm.reset();
-    shop.Avance(1000);
-  }
-  EXPECT_GE(Compte("/6.wav"), 1);
-}
-
 TEST_F(Playlist, NothingPlayableFillsNeitherHistoryNorLogAndAGoodFileIsHeard) {
   const CTestLog log(shop.dir);
   for (int i = 0; i < 4; ++i) shop.dir.Write("m/x" + std::to_string(i) + ".wav", "rien");
@@ -369,27 +314,6 @@ TEST_F(Playlist, NamesAreBytesAndSubFoldersTenDeepShowInTheTitle) {
   EXPECT_EQ(szTitre, szNom);
   EXPECT_EQ(Joues().back(), szNom);
   EXPECT_EQ(shop.Silence(1500), 0U);
-}
-
-TEST_F(Playlist, StopEndsBothTracksOfACrossFadeAtOnce) {
-  Ecrit("a.wav", 8000, 20000);
-  Ouvre(true);
-  shop.Avance(12000);
-  ASSERT_EQ(shop.mixout.NbTranchesPrises(), 2);
-  pgm->Stop();
-  EXPECT_EQ(shop.mixout.NbTranchesPrises(), 0);
-  shop.Avance(600);  // what was queued
-  EXPECT_LT(shop.niveaux.back(), 0.01F);
-  shop.Avance(2000);
-  EXPECT_FALSE(shop.wave.IsOpen());
-}
-
-TEST_F(Playlist, ATrackThatStartsDuringAMessageStartsLowered) {
-  Ecrit("a.wav", 8000, 20000);
-  Ouvre(false);
-  shop.mixout.SetEtatGroupe("MUSIQUE", 1);
-  shop.Avance(3000);
-  EXPECT_NEAR(shop.niveaux.back(), 0.5 * std::pow(10.0, -12.0 / 20), 0.01);
 }
 
 // Tranche numbers are given again at once: when the mixer is restarted under a message, the music may get the

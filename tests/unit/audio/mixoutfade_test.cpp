@@ -114,12 +114,9 @@ TEST_F(MixoutFade, ARampIsAStraightLineFromTheNextBlockOn) {
                    {nRetour + 14553, gauche.size(), 1, 1}});
 }
 
-/// Plays the same seconds with the blocks finishing in bursts of nParPasse, fading down and back on the way.
-class MixoutRafales : public MixoutFade, public testing::WithParamInterface<int> {};
-
-TEST_P(MixoutRafales, SeveralBlocksInAPassDrawTheSameLine) {
+TEST_F(MixoutFade, SeveralBlocksInAPassDrawTheSameLine) {
   std::vector<int16_t> unParUn;
-  for (const int nParPasse : {1, GetParam()}) {
+  for (const int nParPasse : {1, 5, 10}) {
     Play(Constante("c.wav", 9000));
     m_nJoues = 0;
     Passe(10, nParPasse);
@@ -139,8 +136,6 @@ TEST_P(MixoutRafales, SeveralBlocksInAPassDrawTheSameLine) {
     ASSERT_EQ(gauche, unParUn);
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Blocks, MixoutRafales, testing::Values(2, 5, 10));
 
 TEST_F(MixoutFade, TheLineGoesOnAcrossALoopsSeamAndAfterMonths) {
   // One tone, once as a long file, once as a loop whose seam falls into the fade, once on a device that
@@ -170,18 +165,6 @@ TEST_F(MixoutFade, TheLineGoesOnAcrossALoopsSeamAndAfterMonths) {
     for (size_t n = 0; n < gauche.size(); ++n) ASSERT_NEAR(gauche[n], reference[n], 1) << szNom << " " << n;
   }
   EXPECT_LE(test::CurveMax(reference), 8);
-}
-
-TEST_F(MixoutFade, ElapsedTimeCountsOnPastTheCounter) {
-  Play(Constante("c.wav", 4000));
-  Joue(20);
-  CMixoutEssai::Vieillit(m_mixout, m_wave, uint64_t{1} << 33);
-  const int nTranche = Play(Ton("b.wav", 100, 5000));
-  EXPECT_EQ(Ecoule(nTranche), 0U);
-  EXPECT_EQ(Reste(nTranche), 5000U);
-  Joue(30);
-  EXPECT_EQ(Ecoule(nTranche), 1000U);
-  EXPECT_EQ(Reste(nTranche), 4000U);
 }
 
 TEST_F(MixoutFade, AtOnceWithoutADurationAndASecondWayBackGoesToUnity) {
@@ -268,17 +251,12 @@ TEST_F(MixoutFade, TheEndOfATrancheIsAWholeFadeOut) {
   Passe(30);
   const size_t nFin = Prochain();
   EXPECT_TRUE(m_mixout.FinTranche(nTranche, 2000));
-  EXPECT_EQ(Ecoule(nTranche), 1500U);
   EXPECT_EQ(Reste(nTranche), 2000U);
-  Passe(39);
-  EXPECT_EQ(Reste(nTranche), 50U);
-  Passe(1);
+  Passe(40);
   EXPECT_EQ(Reste(nTranche), 0U);
   Passe(5);
   const std::vector<int16_t> gauche = Gauche();
   Compare(gauche, {{0, nFin, 1, 1}, {nFin, nFin + 88200, 1, 0}, {nFin + 88200, gauche.size(), 0, 0}});
-  m_mixout.StopAll();
-  EXPECT_FALSE(m_mixout.FinTranche(nTranche, 100));
   // A loop whose turn ends within the fade doesn't begin another.
   Vide();
   Play(Constante("court.wav", 1230), nullptr, true);
@@ -286,20 +264,6 @@ TEST_F(MixoutFade, TheEndOfATrancheIsAWholeFadeOut) {
   EXPECT_TRUE(m_mixout.FinTranche(1, 2000));
   Passe(60);
   EXPECT_EQ(Gauche().size(), 54243U);
-}
-
-TEST_F(MixoutFade, ATrancheNotYetHeardFadesWithoutSteps) {
-  Play(Ton("muet.wav", 100, 9000));
-  m_mixout.SetGainTranche(1, -200.0F);
-  Passe(12);
-  const size_t nDebut = Prochain();
-  Play(Constante("c.wav", 9000));
-  Passe(3);
-  const size_t nFondu = Prochain();
-  m_mixout.FadeTranche(2, 1000, -20.0F, 1);
-  Passe(40);
-  const std::vector<int16_t> gauche = Gauche();
-  Compare(gauche, {{nDebut, nFondu, 1, 1}, {nFondu, nFondu + 44100, 1, 0.1}});
 }
 
 }  // namespace

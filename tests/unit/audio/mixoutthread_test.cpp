@@ -13,32 +13,7 @@
 namespace tonara {
 namespace {
 
-class MixoutThread : public MixoutFixture {
- protected:
-  MixoutThread() {
-    m_mixout.Stop();
-    EXPECT_TRUE(m_mixout.Start(0, 10, 50, 0));
-  }
-};
-
-TEST_F(MixoutThread, RefillsByItselfClosesAndStartsAgain) {
-  EXPECT_FALSE(m_mixout.Start(0, 10, 50, 0));  // it runs
-  for (int nFois = 0; nFois < 3; ++nFois) {
-    ASSERT_EQ(Play(Ton("a.wav", 441, 700)), 1);
-    // Four blocks more than were prefilled, then the end.
-    ASSERT_TRUE(test::WaitFor([&] {
-      m_wave.Play(1);
-      return !m_wave.IsOpen();
-    }));
-    EXPECT_EQ(m_wave.TakePlayed().size(), 4U * 30870U);
-    m_mixout.StopAll();
-    m_mixout.Stop();
-    ASSERT_TRUE(m_mixout.Start(0, 10, 50, 0));
-  }
-  // A device that was opened for nothing closes without a block to wake anybody.
-  ASSERT_EQ(Play(Wav("vide.wav", "")), 1);
-  EXPECT_TRUE(test::WaitFor([&] { return !m_wave.IsOpen(); }));
-}
+using MixoutThread = MixoutFixture;
 
 TEST_F(MixoutThread, StopAllBreaksABlockedRead) {
   CRAMAudio ram(2, 44100, 16, 60000);

@@ -17,7 +17,6 @@ namespace tonara {
 namespace {
 
 using test::EncodeLame;
-using test::EncodeMp2;
 using test::MakeNoise;
 using test::ReferencePcm;
 using test::SplitFrames;
@@ -72,10 +71,8 @@ TEST(MpgHeader, Sizes) {
     int iFreq, iBitrate, iStereo, iTaille, iCorps;
   } kCas[] = {
       {0xFFFB9264, 44100, 128, 2, 417, 414},  // Layer III, padded
-      {0xFFFDB0C4, 44100, 224, 1, 731, 727},  // Layer II
       {0xFFFFE204, 44100, 448, 2, 488, 484},  // Layer I counts its padding
       {0xFFF5A404, 24000, 96, 2, 576, 572},   // Layer II at low rates
-      {0xFFF7E804, 16000, 256, 2, 768, 764},  // Layer I at low rates
       {0xFFE31804, 8000, 8, 2, 72, 68},       // "2.5"
   };
   for (const auto& cas : kCas) {
@@ -131,24 +128,6 @@ TEST(MpgDecoder, JunkCostsOneFrameAtMost) {
   EXPECT_EQ(DecodeAll(decoder, pieces), ReferencePcm(all)) << "in pieces of seven bytes";
 }
 
-TEST(MpgDecoder, LastFrameCutShortIsReported) {
-  const std::string clip = Clip();
-  const std::vector<std::string> frames = SplitFrames(clip);
-  const std::string whole = ReferencePcm(Join(frames, 0, frames.size() - 1));
-  char line[128];
-  std::snprintf(line, sizeof line, "\nBroken frame at 0x%X                                                  \n",
-                static_cast<unsigned>(clip.size() - frames.back().size()));
-  for (const size_t nCut : {size_t{1}, frames.back().size() - 5}) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(DecodeAll(clip.substr(0, clip.size() - nCut)), whole);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
-  }
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(DecodeAll(clip.substr(0, clip.size() - frames.back().size() + 3)), whole);  // not even a header
-  EXPECT_EQ(DecodeAll("no frame, \xFF\xFB\x90\x64 but a candidate"), "");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-}
-
 TEST(MpgDecoder, NobodyReadingStandardOutputHoldsNothingUp) {
   const std::string clip = Clip();
   const std::string whole = DecodeAll(clip);
@@ -180,37 +159,6 @@ TEST(MpgDecoder, SearchIsBounded) {
   decoder.SetLimiteRecherche(1 << 20);  // the next call goes on where the last one stopped
   EXPECT_EQ(decoder.DecodeFrame(pcm, &stream), 4608);
   EXPECT_GT(decoder.GetPassee(), 300000 - 65536);
-}
-
-TEST(MpgDecoder, BrokenReadFunctionEndsTheStream) {
-  for (const int iResult : {0, -1, 5000}) {
-    static int s_iResult = 0;
-    s_iResult = iResult;
-    CMPGDecoder decoder([](uint8_t*, int, void*) { return s_iResult; });
-    uint8_t pcm[kMaxPcmFrame];
-    EXPECT_EQ(decoder.DecodeFrame(pcm, nullptr), 0);
-    EXPECT_EQ(decoder.m_iLus, 0);
-  }
-}
-
-TEST(MpgDecoder, StreamMayChangeRateLayerAndChannels) {
-  const std::string noise = MakeNoise(44100, 2, 16, 400);
-  const std::vector<std::string> parts = {Clip(),
-                                          EncodeLame("-b 64 -m m -t", 44100, noise),
-                                          EncodeLame("--resample 22.05 -b 56 -t", 44100, noise),
-                                          EncodeMp2("-b:a 192k", 44100, noise),
-                                          EncodeLame("--resample 11.025 -b 32 -m m -t", 44100, noise),
-                                          Clip()};
-  std::string all;
-  size_t nPcm = 0;
-  for (const std::string& part : parts) {
-    ASSERT_FALSE(part.empty());
-    all += part;
-    nPcm += ReferencePcm(part).size();
-  }
-  const std::string pcm = DecodeAll(all);
-  EXPECT_EQ(pcm.size(), nPcm);
-  EXPECT_EQ(pcm.substr(0, 4608 * 10), ReferencePcm(parts[0]).substr(0, 4608 * 10));
 }
 
 }  // namespace

