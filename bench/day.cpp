@@ -87,7 +87,6 @@ int main(int argc, char** argv) {
   jour.grille.Remplace({test::Periodique(szMessage, 1)});
   jour.bGarderSon = true;
   jour.Demarre();
-  LogClose();  // a day of it would be read by nobody
   CAudioPlaylistProgram pgm(jour.dir / "p.ini", jour.cfg, jour.historique, jour.mixout, jour.clock);
   SemerAleatoire(1);
   pgm.StartSansThread();

@@ -271,6 +271,19 @@ TEST_F(Playlist, AFolderThatNeverStopsChangingStillGivesMusic) {
   EXPECT_GE(Joues().size(), 20U);
 }
 
+TEST_F(Playlist, DamagedFilesAmongGoodOnesAreStepped) {
+  Ecrit("1.wav", 8000, 15000);
+  shop.dir.Write("m/2.wav", "RIFFxxxxWAVE");
+  shop.dir.Write("m/3.mp3", std::string(5000, 'z'));
+  shop.dir.Write("m/4.wav", WavTone(8000, 60000, 440).substr(0, 8000 * 4 * 3));  // says 60 s, holds 3
+  Ecrit("5.wav", 8000, 15000);
+  Ouvre(true);
+  shop.Avance(120000);
+  // Each unreadable file costs half a round, and two stand in a row at most here.
+  EXPECT_LE(shop.Silence(1500), 3000U);
+  EXPECT_GE(Compte("/5.wav"), 1);
+}
+
 TEST_F(Playlist, NothingPlayableFillsNeitherHistoryNorLogAndAGoodFileIsHeard) {
   const CTestLog log(shop.dir);
   for (int i = 0; i < 4; ++i) shop.dir.Write("m/x" + std::to_string(i) + ".wav", "rien");

@@ -27,7 +27,6 @@
 #include "audio/mixout.h"
 #include "core/appcfg.h"
 #include "core/historique.h"
-#include "core/log.h"
 #include "platform/messages.h"
 #include "schedule/calendrier.h"
 #include "schedule/grille.h"
@@ -74,9 +73,6 @@ class CDay {
     historique.SetPath(dir.Dir());
     historique.Enable(true);
     historique.SetClock(clock);
-    LogSetFile(dir.Dir(), "tonara.log", true);
-    LogSetClock(clock);
-    LogOpen();
     stDernierJour = clock.LocalTime();
   }
   ~CDay() {
@@ -84,9 +80,6 @@ class CDay {
     calendrier.m_Journee.WaitGeneration();
     mixout.StopAll();
     mixout.Stop();
-    LogClose();
-    LogSetFile(dir.Dir(), "tonara.log", false);
-    LogSetClock(SystemClock());
     g_bAutofadeActif = false;
   }
   CDay(const CDay&) = delete;
@@ -183,23 +176,11 @@ class CDay {
     }
     return lines;
   }
-  /// Forgets both files, so that a long run doesn't fill the disk; the session log stays off from here on.
+  /// Forgets the history, so that a long run doesn't fill the disk.
   void OublieFichiers() {
-    LogClose();
     std::error_code ignored;
     std::filesystem::remove(dir / "Historique.txt", ignored);
-    std::filesystem::remove(dir / "tonara.log", ignored);
     nLuHistorique = 0;
-    nLuJournal = 0;
-  }
-  /// The session log since the last call, without stamps.
-  std::vector<std::string> Journal() {
-    std::vector<std::string> lines;
-    for (std::string& line : Lignes(dir / "tonara.log", &nLuJournal)) {
-      if (const size_t stamp = line.find(" : "); stamp == 17) line.erase(0, 20);
-      if (!line.empty()) lines.push_back(std::move(line));
-    }
-    return lines;
   }
 
   CTempDir dir;
@@ -220,8 +201,7 @@ class CDay {
   bool bGarderSon = false;      ///< keep what was played, for wave.TakePlayed
   int nTicksPostes = 0;         ///< messages 1027 so far
   int nGenerations = 0;         ///< messages 1029 so far
-  int nDemandes = 0;            ///< messages 1028 so far
-  uintptr_t wDernierMode = 0;   ///< wParam of the last of them
+  uintptr_t wDernierMode = 0;   ///< wParam of the last message 1028
   std::function<void()> fnApresPas;
 
  private:
@@ -232,7 +212,6 @@ class CDay {
         ++nTicksPostes;
         break;
       case kMsgGeneration:
-        ++nDemandes;
         wDernierMode = msg.wParam;
         if (bAvecGeneration) {
           Genere(msg);
@@ -281,7 +260,6 @@ class CDay {
   bool bGenerationEnCours = false;
   std::vector<PostedMsg> retenus;
   size_t nLuHistorique = 0;
-  size_t nLuJournal = 0;
 };
 
 }  // namespace tonara::test

@@ -77,37 +77,6 @@ TEST_F(Mixout, TheEndIsPostedAtEachPassUntilStopped) {
   EXPECT_EQ(m_messages.TakeAll(1026), 0);
 }
 
-TEST_F(Mixout, SilenceIsMinusOneAndTheSumClipsBehindTheMeters) {
-  for (const char* szNom : {"plein.wav", "plein2.wav"}) Play(Wav(szNom, std::string(44100 * 8, '\x7F')));
-  Joue(10);  // the first file alone was prefilled
-  m_wave.TakePlayed();
-  Joue(1);
-  const std::vector<int16_t> sorti = m_wave.TakePlayed16();
-  EXPECT_EQ(*std::min_element(sorti.begin(), sorti.end()), 32767);
-  float f1[2] = {};
-  float f2[2] = {};
-  EXPECT_TRUE(m_mixout.GetNiveaux(f1, f2, 2));
-  const float fSomme = 2.0F * 32639.0F / 32768.0F;
-  EXPECT_FLOAT_EQ(f1[0], GainToDb(fSomme));
-  EXPECT_EQ(f2[1], f1[1]);
-
-  // The second level keeps the highest until it is read.
-  m_mixout.StopTranche(2);
-  Joue(1);
-  m_mixout.GetNiveaux(f1, nullptr, 2);
-  EXPECT_FLOAT_EQ(f1[0], GainToDb(fSomme / 2));
-  Joue(1);
-  m_mixout.GetNiveaux(nullptr, f2, 2);
-  EXPECT_FLOAT_EQ(f2[0], GainToDb(fSomme / 2));
-  m_mixout.GetNiveaux(nullptr, f2, 2);
-  EXPECT_TRUE(std::isinf(f2[0]));
-
-  Vide();
-  Play(Wav("muet.wav", std::string(44100 * 4, '\0')));
-  Joue(1);
-  for (const int16_t s : m_wave.TakePlayed16()) ASSERT_EQ(s, -1);
-}
-
 TEST_F(Mixout, GroupesSetTheGainATrancheStartsWith) {
   const std::string szPath = Wav("a.wav", std::string(44100 * 4, '\x20'));  // 8224 throughout
   const auto niveau = [&](const char* szGroupe, bool bRetour = false) {

@@ -97,23 +97,6 @@ TEST_F(MixoutFade, AutofadeFromMusicToMessageAndBack) {
     EXPECT_LE(test::CurveMax(std::span(gauche).subspan(nDe, nA - nDe)), 8);
 }
 
-TEST_F(MixoutFade, ARampIsAStraightLineFromTheNextBlockOn) {
-  Play(Constante("c.wav", 8000));
-  Passe(7);
-  const size_t nDebut = Prochain();
-  EXPECT_TRUE(m_mixout.FadeTranche(1, 1000, -20.0F, 1));
-  Passe(40);
-  const size_t nRetour = Prochain();
-  EXPECT_TRUE(m_mixout.FadeTranche(1, 330, 0.0F, 0));
-  Passe(20);
-  const std::vector<int16_t> gauche = Gauche();
-  Compare(gauche, {{0, nDebut, 1, 1},
-                   {nDebut, nDebut + 44100, 1, 0.1},
-                   {nDebut + 44100, nRetour, 0.1, 0.1},
-                   {nRetour, nRetour + 14553, 0.1, 1},
-                   {nRetour + 14553, gauche.size(), 1, 1}});
-}
-
 TEST_F(MixoutFade, SeveralBlocksInAPassDrawTheSameLine) {
   std::vector<int16_t> unParUn;
   for (const int nParPasse : {1, 5, 10}) {

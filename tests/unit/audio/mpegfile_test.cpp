@@ -150,18 +150,6 @@ TEST(MpegFile, DurationFollowsTheMeanFrameSize) {
   }
 }
 
-TEST(MpegFile, BlocksOfAnySizeLoseNothing) {
-  const CTempDir dir;
-  const std::string clip = EncodeLame("-b 64 -t", 44100, Noise(3000));
-  const std::string expected = ReferencePcm(clip);
-  const std::string path = dir.Write("a.mp3", clip);
-  for (const uint32_t dwBloc : {4U, 4608U, 29996U, 60004U, 700000U}) {
-    CMpegFile media;
-    ASSERT_TRUE(media.Open(path, 0, 0, nullptr));
-    EXPECT_TRUE(ReadAll(media, dwBloc) == expected) << dwBloc;
-  }
-}
-
 TEST(MpegFile, FileWithoutFramesOpensAndEndsAtOnce) {
   const CTempDir dir;
   dir.Write("texte.mp3", "Bonjour, ceci n'est pas un son.");

@@ -79,32 +79,6 @@ TEST_F(WaveRecorder, HeaderIsTrueAfterEveryBlock) {
   EXPECT_EQ(dir.Read("x.wav")[44 + 4 * kBloc], 5);
 }
 
-TEST_F(WaveRecorder, SplitsAfterTheBlockThatReachesTheLimit) {
-  rec.SetLimiteFichier(kBloc + 1);
-  dir.Write("jour.x/f", "");
-  ASSERT_TRUE(Ouvre(dir / "jour.x/x.wav"));
-  for (int n = 0; n < 5; ++n) ASSERT_TRUE(Enregistre(Bloc(7)));
-  uint32_t dwMs = 0;
-  EXPECT_TRUE(rec.GetDureeFichier(&dwMs));
-  EXPECT_EQ(dwMs, 200U);
-  EXPECT_TRUE(rec.GetPosition(&dwMs));
-  EXPECT_EQ(dwMs, 1000U);
-  rec.Ferme();
-  EXPECT_TRUE(EnteteJuste(dir.Read("jour.x/x.wav"), 2 * kBloc));
-  EXPECT_TRUE(EnteteJuste(dir.Read("jour.x/x_01.wav"), 2 * kBloc));
-  EXPECT_TRUE(EnteteJuste(dir.Read("jour.x/x_02.wav"), kBloc));
-}
-
-TEST_F(WaveRecorder, FileThatGotNoSoundBehindASplitIsDeleted) {
-  rec.SetLimiteFichier(kBloc);
-  ASSERT_TRUE(Ouvre(dir / "y.wav"));
-  ASSERT_TRUE(Enregistre(Bloc(1)));
-  EXPECT_TRUE(dir.Exists("y_01.wav"));
-  rec.Ferme();
-  EXPECT_TRUE(dir.Exists("y.wav"));
-  EXPECT_FALSE(dir.Exists("y_01.wav"));
-}
-
 // A limit on the size of files stands for the full disk: the write comes back short, then fails.
 TEST_F(WaveRecorder, FullDiskStopsTheRecordingAndKeepsWhatWasWhole) {
   rlimit ancienne{};
@@ -157,29 +131,6 @@ TEST_F(WaveRecorder, RingTakesWholeBlocksAndRefusesWhatDoesNotFit) {
   EXPECT_EQ(Rempli(ram), 45328U);
   EXPECT_EQ(rec.NbRefus(), 0U);
   EXPECT_EQ(rec.NbBlocs(), 5U);
-}
-
-TEST_F(WaveRecorder, LevelsOfEachChannelAndTheirHighest) {
-  float niveaux[2];
-  float max[2];
-  ASSERT_TRUE(rec.Init(nullptr, 0));
-  ASSERT_TRUE(rec.Prepare());
-  std::vector<int16_t> bloc(kBloc / 2, 0);
-  bloc[10] = 16384;   // left, half scale
-  bloc[17] = -32768;  // right, the only value at 0 dB
-  ASSERT_TRUE(Enregistre(bloc));
-  rec.GetNiveaux(niveaux, max);
-  EXPECT_NEAR(niveaux[0], -6.9315, 1e-3);  // 10 ln 0.5
-  EXPECT_EQ(niveaux[1], 0.0F);
-  ASSERT_TRUE(Enregistre(Bloc(32767)));
-  rec.GetNiveaux(niveaux, max);
-  EXPECT_LT(niveaux[1], 0.0F);
-  EXPECT_EQ(max[1], 0.0F);
-  rec.ResetMax();
-  ASSERT_TRUE(Enregistre(Bloc(0)));
-  rec.GetNiveaux(niveaux, max);
-  EXPECT_EQ(niveaux[0], -110.0F);
-  EXPECT_EQ(max[1], -110.0F);
 }
 
 TEST_F(WaveRecorder, DeviceWithoutBlocksIsCountedOnceAndGetsThemAgain) {

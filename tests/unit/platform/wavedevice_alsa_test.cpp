@@ -104,28 +104,6 @@ TEST(WaveAlsa, AMissingCardKeepsTimeAndComesAliveWhenItAppears) {
   EXPECT_GE(dir.Read("x.raw").size(), size_t{2205} * 4);
 }
 
-TEST(WaveAuto, TakesAlsaWhereNoServerAnswers) {
-  const CTempDir dir;
-  const char* szOld = getenv("PULSE_SERVER");
-  const std::string szServer = szOld == nullptr ? "" : szOld;
-  setenv("PULSE_SERVER", ("unix:" + dir / "nobody").c_str(), 1);
-  const CChosenPcm chosen("null");
-  for (const char* szChoice : {"", "auto", "inconnu"}) {
-    const auto pBackend = MakeWaveBackend(szChoice);
-    EXPECT_EQ(pBackend->FindOut("null"), 0) << szChoice;
-    const auto pOut = OpenOut(*pBackend);
-    CTestBlocks blocks({441 * 4, 441 * 4});
-    blocks.WriteAll(*pOut);
-    pOut->Restart();
-    EXPECT_TRUE(blocks.WaitDone(2));
-  }
-  if (szOld == nullptr) {
-    unsetenv("PULSE_SERVER");
-  } else {
-    setenv("PULSE_SERVER", szServer.c_str(), 1);
-  }
-}
-
 TEST(WaveAlsa, RecordsInTime) {
   const CChosenPcm chosen("null");
   const auto pBackend = MakeWaveBackend("alsa");

@@ -14,7 +14,6 @@
 #include "audio/mixout.h"
 #include "core/appcfg.h"
 #include "core/historique.h"
-#include "programmes/audioloopfileprogram.h"
 #include "tests/support/fakeclock.h"
 #include "tests/support/fakewave.h"
 #include "tests/support/mediafiles.h"
@@ -68,11 +67,6 @@ TEST_F(AudioProgramTest, DefaultPlaysTheDemonstrationLoopWithoutEnd) {
   ASSERT_TRUE(StartAudioProgram());
   EXPECT_NE(Historique().find(" - *** Start Programme PAD audio (" + m_dir.Dir() + "Demo/Loop.wav)\n"),
             std::string::npos);
-  std::string szTitre;
-  ASSERT_TRUE(GetAudioProgram()->GetTitre(&szTitre));
-  EXPECT_EQ(szTitre, "Loop.wav");
-  EXPECT_FALSE(GetAudioProgram()->GetTitre(nullptr));
-
   // 130 ms of file, 1 s of sound: each sample is the file's, to within the mixer's rounding.
   const std::vector<int16_t> sortie = Joue(20);
   ASSERT_EQ(sortie.size(), 20U * kBloc);
@@ -90,8 +84,6 @@ TEST_F(AudioProgramTest, StartsAndStopsOnceHoweverOftenAsked) {
   EXPECT_TRUE(StartAudioProgram());
   EXPECT_TRUE(StartAudioProgram());
   EXPECT_EQ(g_Mixout.NbTranchesPrises(), 1);
-  const std::string szHistorique = Historique();
-  EXPECT_EQ(szHistorique.find("***"), szHistorique.rfind("*** Start"));
   StopAudioProgram();
   EXPECT_EQ(g_Mixout.NbTranchesPrises(), 0);
   EXPECT_EQ(GetAudioProgram(), nullptr);
@@ -179,20 +171,6 @@ TEST_F(AudioProgramTest, SwitchingToThePlaylistAndBackLeavesNoSilence) {
     }
     m_wave.TakePlayed();
   }
-}
-
-TEST_F(AudioProgramTest, SavedPathComesBackAndOtherKeysStay) {
-  m_dir.Write("tonara.ini", "; shop 12\n[Mix]\nDeviceOut=Fake\n[LoopFile]\nAutre=1\n");
-  CAudioLoopFileProgram programme(g_Appcfg.m_szIniPath);
-  EXPECT_EQ(programme.m_szPath, m_dir.Dir() + "Demo/Loop.wav");
-  programme.m_szPath = "/srv/été & hiver/boucle 1.mp3";
-  ASSERT_TRUE(programme.Save(g_Appcfg.m_szIniPath));
-  EXPECT_EQ(m_dir.Read("tonara.ini"),
-            "; shop 12\n[Mix]\nDeviceOut=Fake\n[LoopFile]\nAutre=1\nPathLoopFile=/srv/été & hiver/boucle 1.mp3\n");
-  EXPECT_EQ(CAudioLoopFileProgram(g_Appcfg.m_szIniPath).m_szPath, programme.m_szPath);
-  // Without a settings file nothing is read.
-  EXPECT_TRUE(CAudioLoopFileProgram("").m_szPath.empty());
-  EXPECT_FALSE(programme.Save(m_dir / "no folder/tonara.ini"));
 }
 
 }  // namespace
