@@ -194,45 +194,6 @@ TEST_F(Playlist, ComesBackAtOnceAfterASilenceThatTheMixerForces) {
   EXPECT_LE(Joues().size(), 12U);
 }
 
-TEST_F(Playlist, WhateverChangesIsInTheNextListAndTheTrackPlaysOn) {
-  const std::string m = shop.dir / "m/";
-  const struct {
-    const char* szQuoi;
-    std::function<void()> fn;
-    std::set<std::string> apres;
-  } cas[] = {
-      {"added", [&] { Ecrit("c.wav", 8000, 20000); }, {"/a.wav", "/b.wav", "/c.wav"}},
-      {"removed", [&] { fs::remove(m + "b.wav"); }, {"/a.wav"}},
-      {"removed while it plays", [&] { fs::remove(m + Joues().back()); }, {"/a.wav", "/b.wav"}},
-      {"renamed", [&] { fs::rename(m + "b.wav", m + "z.wav"); }, {"/a.wav", "/z.wav"}},
-      {"renamed while it plays", [&] { fs::rename(m + Joues().back(), m + "z.wav"); }, {"/a.wav", "/b.wav", "/z.wav"}},
-      {"replaced", [&] { Ecrit("b.wav", 8000, 16000); }, {"/a.wav", "/b.wav"}},
-      {"replaced while it plays", [&] { Ecrit(Joues().back(), 8000, 16000); }, {"/a.wav", "/b.wav"}},
-  };
-  for (const auto& [szQuoi, fn, apres] : cas) {
-    SCOPED_TRACE(szQuoi);
-    fs::remove_all(m);
-    for (const char* szNom : {"a.wav", "b.wav"}) Ecrit(szNom, 8000, 20000);
-    const uint64_t llDebut = shop.llMs;
-    Ouvre(true);
-    shop.Avance(3000);
-    const std::string szJoue = Joues().back();
-    Change(fn);
-    const size_t nAvant = Joues().size();
-    shop.Avance(45000);
-    const std::vector<std::string> noms = Joues();
-    const std::set<std::string> joues(noms.begin() + static_cast<int>(nAvant), noms.end());
-    ASSERT_GE(noms.size(), nAvant + 3);
-    EXPECT_TRUE(std::includes(apres.begin(), apres.end(), joues.begin(), joues.end()));
-    // What is new is there, what has gone is not.
-    for (const char* szNeuf : {"/c.wav", "/z.wav"}) EXPECT_EQ(joues.count(szNeuf), apres.count(szNeuf));
-    EXPECT_TRUE(fs::exists(m + szJoue) || joues.count(szJoue) == 0);
-    EXPECT_EQ(shop.Silence(llDebut + 1500), 0U);
-    pgm.reset();
-    shop.Avance(1000);
-  }
-}
-
 // The kernel doesn't tell the end of a folder of which a file is open, and a playing track is one.
 TEST_F(Playlist, AFolderMadeAgainUnderAPlayingTrackIsWatched) {
   Ecrit("a.wav", 8000, 60000);
@@ -298,23 +259,6 @@ TEST_F(Playlist, NothingPlayableFillsNeitherHistoryNorLogAndAGoodFileIsHeard) {
   shop.Avance(10000);
   EXPECT_EQ(Joues().back(), "/bon.wav");
   EXPECT_EQ(shop.Silence(llAvant + 3000), 0U);
-}
-
-TEST_F(Playlist, FolderThatAppearsLaterIsPlayedAndWatched) {
-  Ouvre(true);
-  shop.Avance(5000);
-  EXPECT_EQ(Joues().size(), 0U);
-  std::string szTitre = "x";
-  EXPECT_FALSE(pgm->GetTitre(&szTitre));
-  EXPECT_EQ(szTitre, "");
-  Change([&] { Ecrit("a.wav", 8000, 30000); });
-  const uint64_t llDebut = shop.llMs;
-  shop.Avance(5000);
-  EXPECT_EQ(shop.Silence(llDebut + 2000), 0U);
-  Change([&] { Ecrit("b.wav", 8000, 30000); });
-  shop.Avance(60000);
-  EXPECT_EQ(std::set<std::string>({"/a.wav", "/b.wav"}).count(Joues().back()), 1U);
-  EXPECT_GE(Compte("/b.wav"), 1);
 }
 
 TEST_F(Playlist, NamesAreBytesAndSubFoldersTenDeepShowInTheTitle) {

@@ -56,27 +56,6 @@ TEST_F(Mixout, AnotherRateIsRefusedWhileATrancheHoldsASource) {
   EXPECT_EQ(m_wave.Queued(), 7);  // 50 ms are 1102 whole frames
 }
 
-TEST_F(Mixout, TheEndIsPostedAtEachPassUntilStopped) {
-  const MsgTarget fenetre = NewMsgTarget();
-  const std::string szMusique = Ton("m.wav", 441, 5000);
-  Play(szMusique);
-  const int nTranche =
-      m_mixout.PlayFichier(Ton("a.wav", 441, 100), kPlayMixe, 0, 0, 0, 0, 0.0F, false, fenetre, 1026, nullptr);
-  ASSERT_EQ(nTranche, 2);
-  Joue(2);
-  EXPECT_EQ(m_messages.TakeAll(1026), 0);
-  Joue(1);
-  test::PostedMsg msg{};
-  ASSERT_TRUE(m_messages.Take(&msg));
-  EXPECT_EQ(msg.target, fenetre);
-  EXPECT_EQ(msg.wParam, 2U);
-  Joue(5);
-  EXPECT_EQ(m_messages.TakeAll(1026), 5);
-  m_mixout.StopTranche(2);
-  Joue(2);
-  EXPECT_EQ(m_messages.TakeAll(1026), 0);
-}
-
 TEST_F(Mixout, GroupesSetTheGainATrancheStartsWith) {
   const std::string szPath = Wav("a.wav", std::string(44100 * 4, '\x20'));  // 8224 throughout
   const auto niveau = [&](const char* szGroupe, bool bRetour = false) {

@@ -10,7 +10,6 @@
 #include "audio/mixout.h"
 #include "tests/support/fakewave.h"
 #include "tests/support/mediafiles.h"
-#include "tests/support/msgqueue.h"
 #include "tests/support/pcmanalysis.h"
 #include "tests/support/testlog.h"
 
@@ -94,7 +93,6 @@ class MixoutFixture : public testing::Test {
   test::CTempDir m_dir;
   test::CTestLog m_log{m_dir};
   test::CFakeWave m_wave;
-  test::CMsgQueue m_messages;
   CMixout m_mixout;
 };
 
