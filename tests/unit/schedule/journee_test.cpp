@@ -138,6 +138,10 @@ TEST_F(Journee, WhatIsMissingOrOff) {
   EXPECT_THAT(Genere({Fixe(dir / "absent.mp3", 1000), Dossier(Fixe(dir / "parti", 1000))}),
               ElementsAre("10:00 absent"));
   EXPECT_TRUE(journee.m_bFichiersManquants);
+  Rule jamais = Fixe(dir / "absent.mp3", 1000);
+  jamais.TimeDaysMask = 0;
+  Genere({jamais});
+  EXPECT_TRUE(journee.m_bFichiersManquants) << "whatever its days";
   EXPECT_THAT(Genere({Fixe(Fichier("b.mp3"), 1000)}), SizeIs(1));
   EXPECT_FALSE(journee.m_bFichiersManquants);
 }
